@@ -1,0 +1,161 @@
+/*
+ * zinsc.h -- the public interface of libzinsc, speech-coding primitives for
+ * x86-64 with AVX.
+ *
+ * Valid C99 and C++. Every export except zinscGetLibVersion returns a
+ * ZinStatus: zero is success, negative an error (outputs undefined, state
+ * objects untouched when a check refused the call), positive a warning.
+ *
+ * The caller owns all memory. A state object is sized by its GetStateSize
+ * export, allocated by the caller at any alignment, and prepared by its Init.
+ * Any number of threads may call the library at once on distinct state
+ * objects and buffers.
+ */
+#ifndef ZINSC_H
+#define ZINSC_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(ZINSC_BUILDING_LIBRARY)
+#define ZINSC_API __attribute__((visibility("default")))
+#else
+#define ZINSC_API
+#endif
+
+/* ---- Element types ---------------------------------------------------- */
+
+typedef uint8_t  Zin8u;
+typedef int16_t  Zin16s;
+typedef int32_t  Zin32s;
+typedef uint32_t Zin32u;
+typedef int64_t  Zin64s;
+typedef float    Zin32f;
+typedef double   Zin64f;
+
+typedef struct { Zin16s re; Zin16s im; } Zin16sc;
+typedef struct { Zin32s re; Zin32s im; } Zin32sc;
+typedef struct { Zin32f re; Zin32f im; } Zin32fc;
+
+/* ---- Status ----------------------------------------------------------- */
+
+typedef Zin32s ZinStatus;
+
+enum {
+    zinStsFilterLenErr      = -119, /* filter or tap count out of its interval */
+    zinStsLpcCalcErr        = -117, /* G.728 Levinson-Durbin broke down */
+    zinStsShiftErr          = -32,  /* negative shift count */
+    zinStsThreshNegLevelErr = -19,  /* negative threshold level */
+    zinStsThresholdErr      = -18,  /* lower threshold above the upper one */
+    zinStsContextMatchErr   = -17,  /* transform context has a wrong identity */
+    zinStsFftFlagErr        = -16,  /* transform flag not 1, 2, 4 or 8 */
+    zinStsFftOrderErr       = -15,  /* transform order above 30 */
+    zinStsScaleRangeErr     = -13,  /* scale factor out of its interval */
+    zinStsLsfRangeErr       = -12,  /* negative line spectral frequency */
+    zinStsOutOfRangeErr     = -11,  /* decoded quantity out of its interval */
+    zinStsMemAllocErr       = -9,   /* a work buffer could not be allocated */
+    zinStsNullPtrErr        = -8,   /* a required pointer is null */
+    zinStsRangeErr          = -7,   /* an argument is not one of its legal values */
+    zinStsSizeErr           = -6,   /* a length or count is not legal */
+    zinStsBadArgErr         = -5,   /* an illegal combination of arguments */
+    zinStsErr               = -2,   /* an inner initialisation failed */
+    zinStsNoErr             = 0,    /* success */
+    zinStsNoOperation       = 1,    /* combination not served, nothing computed */
+    zinStsOverflow          = 12,   /* a saturation made the result unreliable */
+    zinStsLsfLowWarn        = 13,   /* lowest LSF raised to its limit */
+    zinStsLsfHighWarn       = 14,   /* highest LSF lowered to its limit */
+    zinStsLsfBothWarn       = 15,   /* both ends of the LSF vector moved */
+    zinStsZeroCorrelation   = 17    /* highest-lag hybrid-window correlation is zero */
+};
+
+/* ---- Version record --------------------------------------------------- */
+
+typedef struct {
+    Zin32s      major;
+    Zin32s      minor;
+    Zin32s      majorBuild;
+    Zin32s      build;
+    char        targetCpu[4];
+    const char* Name;
+    const char* Version;
+    const char* BuildDate;
+} ZinLibraryVersion;
+
+/* ---- Rate codes shared by all codecs ---------------------------------- */
+
+typedef enum {
+    zinSpchBr4750  = 0,   /* GSM-AMR 4.75 kbit/s */
+    zinSpchBr5150  = 1,   /* GSM-AMR 5.15 kbit/s */
+    zinSpchBr5900  = 3,   /* GSM-AMR 5.9 kbit/s */
+    zinSpchBr6600  = 5,   /* AMR-WB 6.60 kbit/s */
+    zinSpchBr6700  = 6,   /* GSM-AMR 6.7 kbit/s */
+    zinSpchBr7400  = 7,   /* GSM-AMR 7.4 kbit/s */
+    zinSpchBr7950  = 8,   /* GSM-AMR 7.95 kbit/s */
+    zinSpchBr8850  = 9,   /* AMR-WB 8.85 kbit/s */
+    zinSpchBr10200 = 11,  /* GSM-AMR 10.2 kbit/s */
+    zinSpchBr12200 = 12,  /* GSM-AMR 12.2 kbit/s */
+    zinSpchBr12650 = 13,  /* AMR-WB 12.65 kbit/s */
+    zinSpchBr14250 = 15,  /* AMR-WB 14.25 kbit/s */
+    zinSpchBr15850 = 16,  /* AMR-WB 15.85 kbit/s */
+    zinSpchBr16000 = 17,  /* G.726 16 kbit/s */
+    zinSpchBr18250 = 18,  /* AMR-WB 18.25 kbit/s */
+    zinSpchBr19850 = 19,  /* AMR-WB 19.85 kbit/s */
+    zinSpchBr23050 = 20,  /* AMR-WB 23.05 kbit/s */
+    zinSpchBr23850 = 21,  /* AMR-WB 23.85 kbit/s */
+    zinSpchBr24000 = 22,  /* G.726 24 kbit/s; AMR-WB+ 88-bit codebook */
+    zinSpchBr32000 = 23,  /* G.726 32 kbit/s */
+    zinSpchBr40000 = 24,  /* G.726 40 kbit/s */
+    zinSpchBrDTX   = 25,  /* discontinuous transmission (GSM-AMR, AMR-WB) */
+    zinSpchBrCb20  = 26,  /* AMR-WB+ core, 20-bit codebook */
+    zinSpchBrCb28  = 27,  /* AMR-WB+ core, 28-bit codebook */
+    zinSpchBrCb36  = 28,  /* AMR-WB+ core, 36-bit codebook */
+    zinSpchBrCb44  = 29,  /* AMR-WB+ core, 44-bit codebook */
+    zinSpchBrCb52  = 30,  /* AMR-WB+ core, 52-bit codebook */
+    zinSpchBrCb64  = 31,  /* AMR-WB+ core, 64-bit codebook */
+    zinSpchBrCb72  = 32   /* AMR-WB+ core, 72-bit codebook */
+} ZinSpeechBitrate;
+
+/* ---- Library frame ---------------------------------------------------- */
+
+/* The constant version record of this build; never freed by the caller. */
+ZINSC_API const ZinLibraryVersion* zinscGetLibVersion(void);
+
+/* ---- Generic arithmetic ----------------------------------------------- */
+
+/* Shift a vector so that its largest magnitude keeps *pScale spare bits; *pScale returns the left shifts done. */
+ZINSC_API ZinStatus zinsAutoScale_16s(const Zin16s* pSrc, Zin16s* pDst, int len, int* pScale);
+/* zinsAutoScale_16s in place. */
+ZINSC_API ZinStatus zinsAutoScale_16s_I(Zin16s* pSrcDst, int len, int* pScale);
+/* Dot product that right-shifts its inputs until the sum fits 32 bits; first term once, the others twice. */
+ZINSC_API ZinStatus zinsDotProdAutoScale_16s32s_Sfs(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin32s* pDp, int* pSf);
+/* dst = saturate((src1*2^scale1*val1 + src2*2^scale2*val2) / 2^16), rounded half up. */
+ZINSC_API ZinStatus zinsInterpolateC_NR_16s(const Zin16s* pSrc1, Zin16s val1, int val1ScaleFactor, const Zin16s* pSrc2, Zin16s val2, int val2ScaleFactor, Zin16s* pDst, int len);
+/* In-place inverse square root in the manner of the G.729 basic operators. */
+ZINSC_API ZinStatus zinsInvSqrt_32s_I(Zin32s* pSrcDst, int len);
+/* dst = saturate((src * val + round) >> scale), rounded half up. */
+ZINSC_API ZinStatus zinsMulC_NR_16s_Sfs(const Zin16s* pSrc, Zin16s val, Zin16s* pDst, int len, int scaleFactor);
+/* zinsMulC_NR_16s_Sfs in place. */
+ZINSC_API ZinStatus zinsMulC_NR_16s_ISfs(Zin16s val, Zin16s* pSrcDst, int len, int scaleFactor);
+/* dst[i] = src[i] times the i-th power of val, each power rounded to 16 bits (bandwidth expansion). */
+ZINSC_API ZinStatus zinsMulPowerC_NR_16s_Sfs(const Zin16s* pSrc, Zin16s val, Zin16s* pDst, int len, int scaleFactor);
+/* dst = saturate((src1 * src2 + round) >> scale), rounded half up. */
+ZINSC_API ZinStatus zinsMul_NR_16s_Sfs(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int len, int scaleFactor);
+/* srcdst = saturate((src * srcdst + round) >> scale), rounded half up. */
+ZINSC_API ZinStatus zinsMul_NR_16s_ISfs(const Zin16s* pSrc, Zin16s* pSrcDst, int len, int scaleFactor);
+
+/* ---- Correlation, convolution and LP filters (generic) ---------------- */
+
+/* ---- G.726 ------------------------------------------------------------- */
+
+/* ---- G.722 ------------------------------------------------------------- */
+
+/* ---- GSM 06.10 full rate ----------------------------------------------- */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZINSC_H */

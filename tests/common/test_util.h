@@ -1,0 +1,129 @@
+// Shared helpers of the test suites: deterministic random input, extreme
+// patterns, misaligned buffers, and reading the conformance sequences.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace zt {
+
+// Deterministic generator for every suite.
+inline std::mt19937& rng() {
+    static thread_local std::mt19937 g(20261122u);
+    return g;
+}
+
+inline std::vector<int16_t> random16(std::size_t n, int lo = -32768, int hi = 32767) {
+    std::uniform_int_distribution<int> d(lo, hi);
+    std::vector<int16_t> v(n);
+    for (auto& x : v) x = static_cast<int16_t>(d(rng()));
+    return v;
+}
+
+inline std::vector<int32_t> random32(std::size_t n, int64_t lo = INT32_MIN, int64_t hi = INT32_MAX) {
+    std::uniform_int_distribution<int64_t> d(lo, hi);
+    std::vector<int32_t> v(n);
+    for (auto& x : v) x = static_cast<int32_t>(d(rng()));
+    return v;
+}
+
+// The extreme patterns every vector path must survive.
+enum class Pattern { Random, FullScalePositive, FullScaleNegative, Alternating, Silence, Small };
+inline constexpr Pattern kPatterns[] = {Pattern::Random, Pattern::FullScalePositive, Pattern::FullScaleNegative,
+                                        Pattern::Alternating, Pattern::Silence, Pattern::Small};
+
+inline std::vector<int16_t> pattern16(Pattern p, std::size_t n) {
+    switch (p) {
+        case Pattern::FullScalePositive: return std::vector<int16_t>(n, 32767);
+        case Pattern::FullScaleNegative: return std::vector<int16_t>(n, -32768);
+        case Pattern::Alternating: {
+            std::vector<int16_t> v(n);
+            for (std::size_t i = 0; i < n; ++i) v[i] = (i & 1) ? 32767 : -32768;
+            return v;
+        }
+        case Pattern::Silence: return std::vector<int16_t>(n, 0);
+        case Pattern::Small: return random16(n, -64, 64);
+        case Pattern::Random: break;
+    }
+    return random16(n);
+}
+
+// A buffer whose data start `offset` elements past a 64-byte boundary, with
+// guard elements on both sides that must stay untouched.
+template <typename T>
+class Misaligned {
+public:
+    static constexpr std::size_t kGuard = 32;
+    Misaligned(std::size_t n, std::size_t offset, T fill = T{})
+        : storage_(n + offset + 2 * kGuard + 64 / sizeof(T) + 1), n_(n) {
+        auto base = reinterpret_cast<std::uintptr_t>(storage_.data());
+        std::size_t skip = ((64 - base % 64) % 64) / sizeof(T);
+        begin_ = skip + kGuard + offset;
+        for (auto& x : storage_) std::memset(&x, 0xA5, sizeof(T));
+        for (std::size_t i = 0; i < n; ++i) data()[i] = fill;
+    }
+    T* data() { return storage_.data() + begin_; }
+    std::size_t size() const { return n_; }
+    void assign(const std::vector<T>& v) { std::memcpy(data(), v.data(), v.size() * sizeof(T)); }
+    std::vector<T> vec() const { return std::vector<T>(storage_.data() + begin_, storage_.data() + begin_ + n_); }
+    bool guards_intact() const {
+        auto bytes = reinterpret_cast<const unsigned char*>(storage_.data());
+        for (std::size_t i = 0; i < begin_ * sizeof(T); ++i)
+            if (bytes[i] != 0xA5) return false;
+        for (std::size_t i = (begin_ + n_) * sizeof(T); i < storage_.size() * sizeof(T); ++i)
+            if (bytes[i] != 0xA5) return false;
+        return true;
+    }
+
+private:
+    std::vector<T> storage_;
+    std::size_t n_;
+    std::size_t begin_ = 0;
+};
+
+// The lengths a vector path is checked over: 1 to 64 every one, then a
+// spread up to about 1000, with the standards' frame sizes.
+inline std::vector<int> test_lengths() {
+    std::vector<int> v;
+    for (int i = 1; i <= 64; ++i) v.push_back(i);
+    for (int i : {80, 95, 127, 128, 129, 160, 200, 240, 255, 256, 257, 320, 511, 512, 640, 999, 1000, 1024})
+        v.push_back(i);
+    return v;
+}
+
+// Path of a conformance sequence, and whether its folder is there.
+inline std::string vector_path(const std::string& rel) { return std::string(ZINSC_VECTORS) + "/" + rel; }
+
+// Reads a file of 16-bit little-endian words; empty if it cannot be read.
+inline std::vector<int16_t> read_words(const std::string& path) {
+    std::vector<int16_t> out;
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) return out;
+    unsigned char b[2];
+    while (std::fread(b, 1, 2, f) == 2) out.push_back(static_cast<int16_t>(b[0] | (b[1] << 8)));
+    std::fclose(f);
+    return out;
+}
+
+inline bool file_exists(const std::string& path) {
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) return false;
+    std::fclose(f);
+    return true;
+}
+
+}  // namespace zt
+
+// Skips the current test with a clear message when a conformance folder is absent.
+#define ZT_REQUIRE_VECTORS(dir)                                                        \
+    do {                                                                               \
+        if (!std::filesystem::is_directory(zt::vector_path(dir)))                      \
+            GTEST_SKIP() << "conformance sequences not found at " << zt::vector_path(dir); \
+    } while (0)
