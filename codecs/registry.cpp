@@ -1,0 +1,29 @@
+// The table of whole codecs. Each family defines its CodecInfo records in
+// its own file; one line per codec here.
+#include <algorithm>
+
+#include "codec.h"
+
+namespace zc {
+
+// extern const CodecInfo kG726_16;   (one declaration per codec)
+
+namespace {
+const CodecInfo* const kCodecs[] = {
+    nullptr,  // placeholder until the first codec lands
+};
+}  // namespace
+
+std::span<const CodecInfo* const> all_codecs() {
+    std::size_t n = 0;
+    while (n < std::size(kCodecs) && kCodecs[n]) ++n;
+    return {kCodecs, n};
+}
+
+const CodecInfo* find_codec(std::string_view name) {
+    for (const CodecInfo* c : all_codecs())
+        if (name == c->name) return c;
+    return nullptr;
+}
+
+}  // namespace zc
