@@ -150,6 +150,30 @@ ZINSC_API ZinStatus zinsMul_NR_16s_ISfs(const Zin16s* pSrc, Zin16s* pSrcDst, int
 
 /* ---- G.726 ------------------------------------------------------------- */
 
+/* Output of the G.726 decoder: an 8-bit G.711 code in each word, or 14-bit linear. */
+typedef enum {
+    zinPcmMuLaw  = 0,
+    zinPcmALaw   = 1,
+    zinPcmLinear = 2
+} ZinPcmLaw;
+
+/* Opaque G.726 state objects (88 and 92 bytes, any alignment). */
+typedef struct ZinG726EncState ZinG726EncState;
+typedef struct ZinG726DecState ZinG726DecState;
+
+/* Writes the size in bytes of the G.726 decoder state object. */
+ZINSC_API ZinStatus zinsDecodeGetStateSize_G726_8u16s(int* pSize);
+/* Resets a G.726 decoder for a rate (16, 24, 32, 40 kbit/s codes) and an output law (ZinPcmLaw). */
+ZINSC_API ZinStatus zinsDecodeInit_G726_8u16s(ZinG726DecState* pState, ZinSpeechBitrate rate, int law);
+/* Decodes len G.726 codes (one per byte) to 14-bit linear samples or G.711 codes; len < 0 does nothing. */
+ZINSC_API ZinStatus zinsDecode_G726_8u16s(ZinG726DecState* pState, const Zin8u* pSrc, Zin16s* pDst, int len);
+/* Writes the size in bytes of the G.726 encoder state object. */
+ZINSC_API ZinStatus zinsEncodeGetStateSize_G726_16s8u(int* pSize);
+/* Resets a G.726 encoder for a rate (16, 24, 32, 40 kbit/s codes). */
+ZINSC_API ZinStatus zinsEncodeInit_G726_16s8u(ZinG726EncState* pState, ZinSpeechBitrate rate);
+/* Encodes len 14-bit linear samples to G.726 codes, one per byte; len < 0 does nothing. */
+ZINSC_API ZinStatus zinsEncode_G726_16s8u(ZinG726EncState* pState, const Zin16s* pSrc, Zin8u* pDst, int len);
+
 /* ---- G.722 ------------------------------------------------------------- */
 
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
