@@ -7,10 +7,17 @@
 namespace zc {
 
 // extern const CodecInfo kG726_16;   (one declaration per codec)
+extern const CodecInfo kG726_16;
+extern const CodecInfo kG726_24;
+extern const CodecInfo kG726_32;
+extern const CodecInfo kG726_40;
 
 namespace {
 const CodecInfo* const kCodecs[] = {
-    nullptr,  // placeholder until the first codec lands
+    &kG726_16,
+    &kG726_24,
+    &kG726_32,
+    &kG726_40,
 };
 }  // namespace
 
