@@ -1,0 +1,148 @@
+// The zinsc tool run as a program: clear messages and a non-zero exit for a
+// missing file, a wrong rate or channel count and an unknown codec; encode,
+// decode and roundtrip on the bundled speech.
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#ifdef ZINSC_TOOL
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ToolRun {
+    int status;
+    std::string out, err;
+};
+
+// A scratch directory for this process, removed at exit.
+struct Scratch {
+    fs::path dir = fs::temp_directory_path() / ("zinsc_tool_test_" + std::to_string(::getpid()));
+    Scratch() { fs::create_directories(dir); }
+    ~Scratch() {
+        std::error_code ec;
+        fs::remove_all(dir, ec);
+    }
+};
+
+fs::path scratch() {
+    static const Scratch s;
+    return s.dir;
+}
+
+std::string slurp(const fs::path& p) {
+    std::ifstream f(p);
+    std::stringstream s;
+    s << f.rdbuf();
+    return s.str();
+}
+
+ToolRun zinsc(const std::string& args) {
+    const fs::path out = scratch() / "stdout", err = scratch() / "stderr";
+    const std::string cmd = std::string(ZINSC_TOOL) + " " + args + " >" + out.string() + " 2>" + err.string();
+    const int rc = std::system(cmd.c_str());
+    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, slurp(out), slurp(err)};
+}
+
+const std::string kSpeech8k = ZINSC_SOURCE_DIR "/data/speech-8k.wav";
+const std::string kSpeech16k = ZINSC_SOURCE_DIR "/data/speech-16k.wav";
+
+sf_count_t frames(const fs::path& p, int* rate = nullptr) {
+    SF_INFO info{};
+    SNDFILE* f = sf_open(p.c_str(), SFM_READ, &info);
+    if (!f) return -1;
+    sf_close(f);
+    if (rate) *rate = info.samplerate;
+    return info.frames;
+}
+
+TEST(Tool, Help) {
+    const ToolRun r = zinsc("--help");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.out.find("roundtrip"), std::string::npos);
+    EXPECT_NE(zinsc("").status, 0) << "no command is a usage error";
+}
+
+TEST(Tool, ClearFailures) {
+    ToolRun r = zinsc("roundtrip -c g726-99 " + kSpeech8k + " " + (scratch() / "x.wav").string());
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("unknown codec 'g726-99'"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("g726-32"), std::string::npos) << "lists the known codecs";
+
+    r = zinsc("encode -c g726-32 " + (scratch() / "missing.wav").string() + " " + (scratch() / "x.g726").string());
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("cannot open"), std::string::npos) << r.err;
+
+    r = zinsc("roundtrip -c g726-32 " + kSpeech16k + " " + (scratch() / "x.wav").string());
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("16000 Hz"), std::string::npos) << r.err;
+
+    // A stereo file at the right rate.
+    const fs::path stereo = scratch() / "stereo.wav";
+    SF_INFO info{};
+    info.samplerate = 8000;
+    info.channels = 2;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    SNDFILE* f = sf_open(stereo.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(f, nullptr);
+    std::vector<short> pcm(1600, 100);
+    sf_write_short(f, pcm.data(), static_cast<sf_count_t>(pcm.size()));
+    sf_close(f);
+    r = zinsc("encode -c g726-32 " + stereo.string() + " " + (scratch() / "x.g726").string());
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("2 channels"), std::string::npos) << r.err;
+
+    r = zinsc("encode -c g726-32 --law xyz " + kSpeech8k + " " + (scratch() / "x.g726").string());
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("unknown law"), std::string::npos) << r.err;
+}
+
+// Roundtrip equals encode then decode, and reports its summary line.
+TEST(Tool, EncodeDecodeRoundtrip) {
+    const fs::path bits = scratch() / "speech.g726", dec = scratch() / "dec.wav", rt = scratch() / "rt.wav";
+    ToolRun r = zinsc("encode -c g726-24 -p aal2 " + kSpeech8k + " " + bits.string());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("real time"), std::string::npos) << r.out;
+    const sf_count_t n = frames(kSpeech8k);
+    EXPECT_EQ(static_cast<sf_count_t>(fs::file_size(bits)), (n * 3 + 7) / 8);
+    r = zinsc("decode -c g726-24 -p aal2 " + bits.string() + " " + dec.string());
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = zinsc("roundtrip -c g726-24 -p aal2 " + kSpeech8k + " " + rt.string());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("SNR"), std::string::npos) << r.out;
+    int rate = 0;
+    EXPECT_GE(frames(dec, &rate), n);
+    EXPECT_EQ(rate, 8000);
+    EXPECT_EQ(frames(rt), frames(dec));
+    EXPECT_EQ(slurp(dec), slurp(rt)) << "decode of encode equals roundtrip";
+
+    // A-law at the decoder writes a G.711 WAV.
+    r = zinsc("roundtrip -c g726-32 --law alaw " + kSpeech8k + " " + rt.string());
+    ASSERT_EQ(r.status, 0) << r.err;
+    SF_INFO info{};
+    SNDFILE* f = sf_open(rt.c_str(), SFM_READ, &info);
+    ASSERT_NE(f, nullptr);
+    sf_close(f);
+    EXPECT_EQ(info.format & SF_FORMAT_SUBMASK, SF_FORMAT_ALAW);
+}
+
+TEST(Tool, Demo) {
+    const ToolRun r = zinsc("demo");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("8.1.1"), std::string::npos);
+    for (const char* name : {"g726-16", "g726-24", "g726-32", "g726-40"}) EXPECT_NE(r.out.find(name), std::string::npos);
+}
+
+}  // namespace
+
+#endif
