@@ -1,6 +1,8 @@
 // ITU-T G.726 ADPCM at 16, 24, 32 and 40 kbit/s: the whole coder of
 // clause 4 (encoder) and the decoder with its synchronous coding adjustment
 // (clause 4.2.8), one code per byte, on the 14-bit linear signal.
+#include <immintrin.h>
+
 #include <bit>
 #include <cstddef>
 #include <cstring>
@@ -77,21 +79,9 @@ inline int abs_sat(int x) { return fx::abs16(static_cast<std::int16_t>(x)); }
 
 // Floating form of a magnitude: bitlen times 64 plus a 6-bit mantissa
 // (32 for zero), G.726 FLOATA / FLOATB.
-inline std::int16_t to_float(int mag) {
+inline int to_float(int mag) {
     const int e = bitlen(mag);
-    return static_cast<std::int16_t>((e << 6) + (((mag << 6) >> e) | 32));
-}
-
-// One predictor term, G.726 FMULT: coefficient c times the floating delay f
-// with sign s, in the recommendation's floating arithmetic.
-inline int fmult(int c, int f, int s) {
-    const int m = abs_sat(c >> 2) & 0x1FFF;
-    const int e = bitlen(m);
-    const int u = ((m << 6) >> e) | 32;  // 32 also for m == 0
-    const int t = e + ((f >> 6) & 15);
-    const int q = ((u * (f & 63) + 48) >> 4) << 7;
-    const int r = t < 27 ? q >> (26 - t) : (q << (t - 26)) & 0x7FFF;
-    return ((c < 0) != (s != 0)) ? -r : r;
+    return (e << 6) + (((mag << 6) >> e) | 32);
 }
 
 // Log of a difference magnitude (G.726 LOG): exponent times 128 plus a
@@ -101,32 +91,102 @@ inline int log_mag(int mag) {
     return ((bl - 1) << 7) + (((mag << 8) >> bl) & 127);
 }
 
-// Decision index: the count of levels above dln (the levels descend).
-template <int R>
-inline int decide(int dln) {
-    int n = 0;
-    for (int i = 0; i < kLevelCount[R]; ++i) n += kLevels[R][i] > dln;
-    return n;
+// Four predictor terms of G.726 FMULT in 32-bit lanes, without signs: for a
+// coefficient magnitude m = |c >> 2| & 0x1FFF and a floating delay f,
+//   e = bitlen(m), u = ((m << 6) >> e) | 32, t = e + exponent(f),
+//   p = (u * mantissa(f) + 48) >> 4, term = floor(p * 2^(t - 19)) & 0x7FFF,
+// which is the recommendation's (p << 7) >> (26 - t), or << (t - 26) masked
+// to 15 bits. Every value below is exact in single precision: m converted
+// to a float has e - 1 + 127 in its exponent field and u - 32 in its top
+// five fraction bits, so u / 16 is those bits under the exponent of 2; the
+// scaling by 2^(t - 19) is a product with a power of two.
+inline __m128i fmult4(__m128i m, __m128 mant, __m128i fexp) {
+    const __m128i bits = _mm_castps_si128(_mm_cvtepi32_ps(m));
+    const __m128 u16 = _mm_castsi128_ps(
+        _mm_or_si128(_mm_and_si128(bits, _mm_set1_epi32(0x007C0000)), _mm_set1_epi32(0x40000000)));
+    // (u * mant + 48) / 16, then its floor.
+    const __m128 p = _mm_floor_ps(_mm_add_ps(_mm_mul_ps(u16, mant), _mm_set1_ps(3.0f)));
+    // 2^(t - 19) as a float: biased exponent 126 + e (also for m == 0,
+    // where e is 0) plus exponent(f) minus 18.
+    const __m128i ebias = _mm_max_epi32(_mm_srli_epi32(bits, 23), _mm_set1_epi32(126));
+    const __m128i scale = _mm_slli_epi32(_mm_add_epi32(ebias, fexp), 23);
+    const __m128i r = _mm_cvttps_epi32(_mm_mul_ps(p, _mm_castsi128_ps(scale)));
+    return _mm_and_si128(r, _mm_set1_epi32(0x7FFF));
 }
 
-// Everything one sample runs, as local values; written back once per call.
+// The delay-side operands of fmult4 for four lanes of floating delays:
+// the mantissa as a float, and the exponent less 18.
+inline void delay_operands(__m128i f, __m128& mant, __m128i& fexp) {
+    mant = _mm_cvtepi32_ps(_mm_and_si128(f, _mm_set1_epi32(63)));
+    fexp = _mm_sub_epi32(_mm_and_si128(_mm_srli_epi32(f, 6), _mm_set1_epi32(15)), _mm_set1_epi32(18));
+}
+
+// Decision index: the count of levels above dln. The levels descend, so the
+// lanes above dln form a prefix and the index is the first clear bit.
+template <int R>
+inline int decide(int dln) {
+    const __m128i d = _mm_set1_epi16(static_cast<short>(dln));
+    const auto* lv = reinterpret_cast<const __m128i*>(kLevels[R].data());
+    const __m128i c0 = _mm_cmpgt_epi16(_mm_loadu_si128(lv), d);
+    unsigned mask;
+    if constexpr (kLevelCount[R] > 8) {
+        const __m128i c1 = _mm_cmpgt_epi16(_mm_loadu_si128(lv + 1), d);
+        mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, c1)));
+        if constexpr (kLevelCount[R] > 16) {
+            const __m128i c2 = _mm_cmpgt_epi16(_mm_loadu_si128(lv + 2), d);
+            mask |= static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c2, _mm_setzero_si128()))) << 16;
+        }
+    } else {
+        mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, _mm_setzero_si128())));
+    }
+    return std::countr_zero(~mask);
+}
+
+// G.711 compression as the decoder's output stage uses it (G.711 and the
+// G.191 STL reference): mu-law with the bias 33 on the 14-bit magnitude,
+// A-law on the 13-bit magnitude with the segment from the leading bit.
+inline int compress_ulaw(int x) {
+    int m = (x < 0 ? (~x) >> 2 : x >> 2) + 33;
+    m = m > 8191 ? 8191 : m;
+    const int n = 1 + bitlen(m >> 6);
+    const int code = ((8 - n) << 4) | (15 - ((m >> n) & 15));
+    return x >= 0 ? code | 0x80 : code;
+}
+
+inline int compress_alaw(int x) {
+    const int v = x >> 3;
+    const int m = v < 0 ? ~v : v;
+    const int b = bitlen(m);
+    const int g = b > 5 ? b - 5 : 0;  // the first segment g with m <= (2^(8+g) - 1) >> 3
+    const int code = ((g < 2 ? m >> 1 : m >> g) & 15) | (g << 4);
+    return code ^ (v < 0 ? 0x55 : 0xD5);
+}
+
+// Everything one sample runs, with the state in registers: the predictor
+// coefficients b1..b6, a1, a2 as one vector, the floating delays dq1..dq6,
+// sr1, sr2 as another and their signs as a third, in the order of the state
+// object. Written back once per call.
 template <int R>
 struct Coder {
     static constexpr int kB = kBits[R];
     static constexpr int kSignBit = 1 << (kB - 1);
     static constexpr int kLeak = R == 3 ? 9 : 8;
 
-    int pk1, pk2, yu, ap, yl, dms, dml, td;
-    int coef[8];
-    int dq[6], sr[2], dqSign[6], srSign[2];
+    __m128i coef, delay, sign;
+    int pk1, pk2, yu, ap, yl, dms, dml, td, a1, a2;
     // Per-sample values that the decoder's output stage reads.
     int y = 0, se = 0, sez = 0, pk0 = 0;
 
     explicit Coder(const Fields& f)
-        : pk1(f.pk1), pk2(f.pk2), yu(f.yu), ap(f.ap), yl(f.yl), dms(f.dms), dml(f.dml), td(f.td) {
-        for (int i = 0; i < 8; ++i) coef[i] = f.coef[i];
-        for (int i = 0; i < 6; ++i) dq[i] = f.dq[i], dqSign[i] = f.dqSign[i];
-        for (int i = 0; i < 2; ++i) sr[i] = f.sr[i], srSign[i] = f.srSign[i];
+        : pk1(f.pk1), pk2(f.pk2), yu(f.yu), ap(f.ap), yl(f.yl), dms(f.dms), dml(f.dml), td(f.td),
+          a1(f.coef[6]), a2(f.coef[7]), pk0(f.pk0) {
+        static_assert(offsetof(Fields, sr) == offsetof(Fields, dq) + 12 &&
+                      offsetof(Fields, srSign) == offsetof(Fields, dqSign) + 12);
+        const auto* base = reinterpret_cast<const unsigned char*>(&f);
+        coef = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + offsetof(Fields, coef)));
+        delay = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + offsetof(Fields, dq)));
+        sign = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + offsetof(Fields, dqSign)));
+        sez = f.sez;
     }
 
     void save(Fields& f) const {
@@ -140,11 +200,10 @@ struct Coder {
         f.dml = static_cast<std::int16_t>(dml);
         f.td = static_cast<std::int16_t>(td);
         f.sez = static_cast<std::int16_t>(sez);
-        for (int i = 0; i < 8; ++i) f.coef[i] = static_cast<std::int16_t>(coef[i]);
-        for (int i = 0; i < 6; ++i)
-            f.dq[i] = static_cast<std::int16_t>(dq[i]), f.dqSign[i] = static_cast<std::int16_t>(dqSign[i]);
-        for (int i = 0; i < 2; ++i)
-            f.sr[i] = static_cast<std::int16_t>(sr[i]), f.srSign[i] = static_cast<std::int16_t>(srSign[i]);
+        auto* base = reinterpret_cast<unsigned char*>(&f);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(base + offsetof(Fields, coef)), coef);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(base + offsetof(Fields, dq)), delay);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(base + offsetof(Fields, dqSign)), sign);
     }
 
     // Steps 1 and 2: scale factor (MIX) and signal estimate (FMULT, ACCUM).
@@ -154,12 +213,29 @@ struct Coder {
         const int dif = yu - base;
         const int prod = (al * abs_sat(dif)) >> 6;
         y = base + (dif < 0 ? -prod : prod);
-        int sum = 0;
-        for (int i = 0; i < 6; ++i) sum += fmult(coef[i], dq[i], dqSign[i]);
-        sez = fx::wrap16(sum) >> 1;
-        sum += fmult(coef[6], sr[0], srSign[0]);
-        sum += fmult(coef[7], sr[1], srSign[1]);
-        se = fx::wrap16(sum) >> 1;
+
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i m = _mm_and_si128(_mm_abs_epi16(_mm_srai_epi16(coef, 2)), _mm_set1_epi16(0x1FFF));
+        __m128 mantLo, mantHi;
+        __m128i expLo, expHi;
+        delay_operands(_mm_cvtepu16_epi32(delay), mantLo, expLo);
+        delay_operands(_mm_unpackhi_epi16(delay, zero), mantHi, expHi);
+        // +1 where the coefficient's sign equals the delay's, -1 where not.
+        const __m128i neg = _mm_or_si128(_mm_xor_si128(_mm_srai_epi16(coef, 15), _mm_sub_epi16(zero, sign)),
+                                         _mm_set1_epi16(1));
+        const __m128i lo = _mm_sign_epi32(fmult4(_mm_cvtepu16_epi32(m), mantLo, expLo), _mm_cvtepi16_epi32(neg));
+        const __m128i hi = _mm_sign_epi32(fmult4(_mm_unpackhi_epi16(m, zero), mantHi, expHi),
+                                          _mm_srai_epi32(_mm_unpackhi_epi16(neg, neg), 16));
+        // Sums: all eight terms, and a1 and a2 (lanes 2 and 3 of hi).
+        __m128i v = _mm_add_epi32(lo, hi);
+        v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 3, 0, 1)));
+        v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(1, 0, 3, 2)));
+        const __m128i a = _mm_add_epi32(hi, _mm_shuffle_epi32(hi, _MM_SHUFFLE(2, 3, 0, 1)));
+        const int all = _mm_cvtsi128_si32(v);
+        const int poles = _mm_extract_epi32(a, 2);
+        // The recommendation sums in 16 bits; the wrap of the exact sum is the same.
+        sez = fx::wrap16(all - poles) >> 1;
+        se = fx::wrap16(all) >> 1;
     }
 
     // Step 3: the adaptive quantiser.
@@ -174,8 +250,8 @@ struct Coder {
         // 4: inverse quantiser (ADDA, ANTILOG).
         const int l = (y >> 2) + kReconstruct[R][code];
         const int mag = l < 0 ? 0 : (((l & 127) + 128) << 7) >> (14 - ((l >> 7) & 15));
-        const int sign = (code >> (kB - 1)) & 1;
-        const int dqs = sign ? -mag : mag;
+        const int dqNeg = (code >> (kB - 1)) & 1;
+        const int dqs = dqNeg ? -mag : mag;
         // 5: scale factor adaptation (FILTD, LIMB, FILTE).
         int yut = y + ((kW[R][code] - y) >> 5);
         yut = yut < 544 ? 544 : (yut > 5120 ? 5120 : yut);
@@ -189,64 +265,57 @@ struct Coder {
             tr = mag > ((thr + (thr >> 1)) >> 1);
         }
         // 7: reconstructed signal (ADDB, ADDC).
-        const int srNow = fx::wrap16(se + dqs);
+        const int sr = fx::wrap16(se + dqs);
         const int dqsez = fx::wrap16(sez + dqs);
         pk0 = dqsez < 0;
         // 8: pole predictor (UPA2, UPA1, LIMC, LIMD, TONE).
-        int a1 = coef[6], a2 = coef[7];
-        if (dqsez == 0) {
-            a2 -= a2 >> 7;
-            a1 -= a1 >> 8;
-        } else {
+        int na2 = a2 - (a2 >> 7), na1 = a1 - (a1 >> 8);
+        if (dqsez != 0) {
             const int x = pk0 ^ pk1;
             const int fa = a1 > 8191 ? 32764 : (a1 < -8191 ? -32764 : 4 * a1);
-            a2 = a2 - (a2 >> 7) + (((x ? fa : -fa) + (pk0 != pk2 ? -16384 : 16384)) >> 7);
-            a1 = a1 - (a1 >> 8) + (x ? -192 : 192);
+            na2 += ((x ? fa : -fa) + (pk0 != pk2 ? -16384 : 16384)) >> 7;
+            na1 += x ? -192 : 192;
         }
-        a2 = a2 < -12288 ? -12288 : (a2 > 12288 ? 12288 : a2);
-        const int a1hi = 15360 - a2, a1lo = a2 - 15360;
-        a1 = a1 < a1lo ? a1lo : (a1 > a1hi ? a1hi : a1);
-        td = a2 < -11776;
-        // 9: zero predictor (UPB, XOR) and the trigger (TRIGB).
+        na2 = na2 < -12288 ? -12288 : (na2 > 12288 ? 12288 : na2);
+        const int a1hi = 15360 - na2, a1lo = na2 - 15360;
+        na1 = na1 < a1lo ? a1lo : (na1 > a1hi ? a1hi : na1);
+        td = na2 < -11776;
+        // 9: zero predictor (UPB, XOR) and the trigger (TRIGB): each b loses
+        // b >> k and gains 128 where its delayed sign equals the new one,
+        // loses 128 where not, when the difference is not zero.
+        const __m128i step = _mm_set1_epi16(static_cast<short>(mag != 0 ? 128 : 0));
+        const __m128i differs = _mm_xor_si128(_mm_cmpeq_epi16(sign, _mm_set1_epi16(static_cast<short>(dqNeg))),
+                                              _mm_set1_epi32(-1));
+        __m128i b = _mm_sub_epi16(coef, _mm_srai_epi16(coef, kLeak));
+        b = _mm_add_epi16(b, _mm_sub_epi16(_mm_xor_si128(step, differs), differs));
         if (tr) {
-            for (int i = 0; i < 8; ++i) coef[i] = 0;
-            td = 0;
+            a1 = a2 = td = 0;
+            coef = _mm_setzero_si128();
         } else {
-            const int step = mag != 0 ? 128 : 0;
-            for (int i = 0; i < 6; ++i) {
-                const int b = coef[i];
-                coef[i] = fx::wrap16(b - (b >> kLeak) + (dqSign[i] == sign ? step : -step));
-            }
-            coef[6] = a1;
-            coef[7] = a2;
+            a1 = na1;
+            a2 = na2;
+            coef = _mm_insert_epi16(_mm_insert_epi16(b, a1, 6), a2, 7);
         }
         // 11: adaptation speed control (FILTA, FILTB, SUBTC, FILTC, TRIGA).
         const int fi = kF[R][code];
         dms = fx::wrap16(dms + ((fi - dms) >> 5));
         dml = fx::wrap16(dml + ((4 * fi - dml) >> 7));
-        if (tr)
-            ap = 256;
-        else if (y >= 1536 && abs_sat(4 * dms - dml) < (dml >> 3) && td == 0)
-            ap += (-ap) >> 4;
-        else
-            ap += (512 - ap) >> 4;
-        // 12: delays (FLOATA, FLOATB, DELAY).
-        for (int i = 5; i > 0; --i) dq[i] = dq[i - 1], dqSign[i] = dqSign[i - 1];
-        dq[0] = to_float(mag);
-        dqSign[0] = sign;
-        sr[1] = sr[0];
-        srSign[1] = srSign[0];
-        sr[0] = to_float(srNow < 0 ? -srNow & 0x7FFF : srNow);
-        srSign[0] = srNow < 0;
+        const bool settle = y >= 1536 && abs_sat(4 * dms - dml) < (dml >> 3) && td == 0;
+        ap = tr ? 256 : ap + ((settle ? -ap : 512 - ap) >> 4);
+        // 12: delays (FLOATA, FLOATB, DELAY). The reconstructed signal's
+        // magnitude is that of 15 bits: -32768 counts as zero.
+        const int srMag = sr < 0 ? -sr & 0x7FFF : sr;
+        delay = _mm_insert_epi16(_mm_insert_epi16(_mm_slli_si128(delay, 2), to_float(mag), 0), to_float(srMag), 6);
+        sign = _mm_insert_epi16(_mm_insert_epi16(_mm_slli_si128(sign, 2), dqNeg, 0), sr < 0, 6);
         pk2 = pk1;
         pk1 = pk0;
         yu = yut;
-        return srNow;
+        return sr;
     }
 
     // Step 10: the decoder's output for the law (COMPRESS, SYNC).
-    int output(int srNow, int code, int law) const {
-        int v = srNow;
+    int output(int sr, int code, int law) const {
+        int v = sr;
         if (v == -32768 && law != kLinear) v = law == kALaw ? -2 : 0;
         v = v < -8192 ? -8192 : (v > 8191 ? 8191 : v);
         if (law == kLinear) return v;
@@ -269,23 +338,6 @@ struct Coder {
         const int im = (c & kSignBit) ? (c & (kSignBit - 1)) : c + kSignBit;
         if (id == im) return p;
         return id > im ? (*lower)[p] : (*higher)[p];
-    }
-
-    static int compress_ulaw(int x) {
-        int m = (x < 0 ? (~x) >> 2 : x >> 2) + 33;
-        if (m > 8191) m = 8191;
-        const int n = 1 + bitlen(m >> 6);
-        const int code = ((8 - n) << 4) | (15 - ((m >> n) & 15));
-        return x >= 0 ? code | 0x80 : code;
-    }
-
-    static int compress_alaw(int x) {
-        const int v = x >> 3;
-        const int m = v < 0 ? ~v : v;
-        int g = 0;
-        while (g < 7 && m > ((1 << (8 + g)) - 1) >> 3) ++g;
-        const int code = ((g < 2 ? m >> 1 : m >> g) & 15) | (g << 4);
-        return code ^ (v < 0 ? 0x55 : 0xD5);
     }
 };
 
