@@ -3,7 +3,6 @@
 // (clause 4.2.8), one code per byte, on the 14-bit linear signal.
 #include <immintrin.h>
 
-#include <bit>
 #include <cstddef>
 #include <cstring>
 
@@ -72,10 +71,14 @@ void init(void* state, int index) {
     store(state, f);
 }
 
-// Number of significant bits of a value 0..65535.
-inline int bitlen(int x) { return std::bit_width(static_cast<unsigned>(x)); }
+// Number of significant bits of a value 0..65535, without a branch.
+inline int bitlen(int x) { return 32 - __builtin_clz(static_cast<unsigned>(x) | 1u) - (x == 0); }
 
-inline int abs_sat(int x) { return fx::abs16(static_cast<std::int16_t>(x)); }
+// Saturating magnitude of a 16-bit value: -32768 gives 32767.
+inline int abs_sat(int x) {
+    const int a = x < 0 ? -x : x;
+    return a < 32767 ? a : 32767;
+}
 
 // Floating form of a magnitude: bitlen times 64 plus a 6-bit mantissa
 // (32 for zero), G.726 FLOATA / FLOATB.
@@ -139,7 +142,7 @@ inline int decide(int dln) {
     } else {
         mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, _mm_setzero_si128())));
     }
-    return std::countr_zero(~mask);
+    return __builtin_ctz(~mask);
 }
 
 // G.711 compression as the decoder's output stage uses it (G.711 and the
@@ -176,6 +179,7 @@ struct Coder {
     int pk1, pk2, yu, ap, yl, dms, dml, td, a1, a2;
     // Per-sample values that the decoder's output stage reads.
     int y = 0, se = 0, sez = 0, pk0 = 0;
+    __m128i sum = _mm_setzero_si128();  // the sum of the eight terms, lane 0
 
     explicit Coder(const Fields& f)
         : pk1(f.pk1), pk2(f.pk2), yu(f.yu), ap(f.ap), yl(f.yl), dms(f.dms), dml(f.dml), td(f.td),
@@ -231,6 +235,7 @@ struct Coder {
         v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 3, 0, 1)));
         v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(1, 0, 3, 2)));
         const __m128i a = _mm_add_epi32(hi, _mm_shuffle_epi32(hi, _MM_SHUFFLE(2, 3, 0, 1)));
+        sum = v;
         const int all = _mm_cvtsi128_si32(v);
         const int poles = _mm_extract_epi32(a, 2);
         // The recommendation sums in 16 bits; the wrap of the exact sum is the same.
@@ -238,10 +243,36 @@ struct Coder {
         se = fx::wrap16(all) >> 1;
     }
 
-    // Step 3: the adaptive quantiser.
-    int quantize(int d) const {
-        const int dln = log_mag(abs_sat(d)) - (y >> 2);
-        return kEncodeCode[R][d < 0][decide<R>(dln)];
+    // Step 3: the adaptive quantiser. In single precision the bits of |d|
+    // shifted right by 16 are 16256 plus its log (exponent times 128 plus
+    // 7 mantissa bits) for |d| >= 1, and 0 for d == 0, which lies below all
+    // levels as the log of zero does. A level L stands above dln when
+    // L + (y >> 2) + 16256 is above that key. The difference stays in the
+    // vector unit from the predictor's sum to the decision.
+    int quantize(int x) const {
+        const __m128i xv = _mm_cvtsi32_si128(x);
+        // se = (sum in 16 bits) >> 1, d = x - se in 16 bits, |d| saturated.
+        const __m128i sev = _mm_srai_epi32(_mm_slli_epi32(sum, 16), 17);
+        const __m128i dv = _mm_srai_epi32(_mm_slli_epi32(_mm_sub_epi32(xv, sev), 16), 16);
+        const __m128i mag = _mm_min_epi32(_mm_abs_epi32(dv), _mm_set1_epi32(32767));
+        const __m128i key = _mm_srli_epi32(_mm_castps_si128(_mm_cvtepi32_ps(mag)), 16);
+        const __m128i keys = _mm_shuffle_epi32(_mm_shufflelo_epi16(key, 0), 0);
+        const __m128i off = _mm_set1_epi16(static_cast<short>((y >> 2) + 16256));
+        const auto* lv = reinterpret_cast<const __m128i*>(kLevels[R].data());
+        const __m128i c0 = _mm_cmpgt_epi16(_mm_add_epi16(_mm_loadu_si128(lv), off), keys);
+        unsigned mask;
+        if constexpr (kLevelCount[R] > 8) {
+            const __m128i c1 = _mm_cmpgt_epi16(_mm_add_epi16(_mm_loadu_si128(lv + 1), off), keys);
+            mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, c1)));
+            if constexpr (kLevelCount[R] > 16) {
+                const __m128i c2 = _mm_cmpgt_epi16(_mm_add_epi16(_mm_loadu_si128(lv + 2), off), keys);
+                mask |= static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c2, _mm_setzero_si128()))) << 16;
+            }
+        } else {
+            mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, _mm_setzero_si128())));
+        }
+        const int d = fx::wrap16(x - se);
+        return kEncodeCode[R][d < 0][__builtin_ctz(~mask)];
     }
 
     // Steps 4 to 12 for a code; returns the reconstructed signal sr.
@@ -249,7 +280,9 @@ struct Coder {
         code &= kRow - 1;
         // 4: inverse quantiser (ADDA, ANTILOG).
         const int l = (y >> 2) + kReconstruct[R][code];
-        const int mag = l < 0 ? 0 : (((l & 127) + 128) << 7) >> (14 - ((l >> 7) & 15));
+        // l < 0 (the zero magnitude) masks the antilog to 0.
+        const int lexp = (l >> 7) & 15;
+        const int mag = ((((l & 127) + 128) << 7) >> ((14 - lexp) & 15)) & ~(l >> 31);
         const int dqNeg = (code >> (kB - 1)) & 1;
         const int dqs = dqNeg ? -mag : mag;
         // 5: scale factor adaptation (FILTD, LIMB, FILTE).
@@ -268,17 +301,26 @@ struct Coder {
         const int sr = fx::wrap16(se + dqs);
         const int dqsez = fx::wrap16(sez + dqs);
         pk0 = dqsez < 0;
-        // 8: pole predictor (UPA2, UPA1, LIMC, LIMD, TONE).
-        int na2 = a2 - (a2 >> 7), na1 = a1 - (a1 >> 8);
-        if (dqsez != 0) {
-            const int x = pk0 ^ pk1;
-            const int fa = a1 > 8191 ? 32764 : (a1 < -8191 ? -32764 : 4 * a1);
-            na2 += ((x ? fa : -fa) + (pk0 != pk2 ? -16384 : 16384)) >> 7;
-            na1 += x ? -192 : 192;
+        // 8: pole predictor (UPA2, UPA1, LIMC, LIMD, TONE). The outcome for
+        // each sign of dqsez, and for dqsez == 0, does not depend on this
+        // sample's difference; all three are formed, then one is taken.
+        const int a2leak = a2 - (a2 >> 7), a1leak = a1 - (a1 >> 8);
+        const int fa = a1 > 8191 ? 32764 : (a1 < -8191 ? -32764 : 4 * a1);
+        int c1[3], c2[3];  // [pk0 = 0, pk0 = 1, dqsez == 0]
+        for (int k = 0; k < 3; ++k) {
+            int n2 = a2leak, n1 = a1leak;
+            if (k < 2) {
+                const int x = k ^ pk1;
+                n2 += ((x ? fa : -fa) + (k != pk2 ? -16384 : 16384)) >> 7;
+                n1 += x ? -192 : 192;
+            }
+            n2 = n2 < -12288 ? -12288 : (n2 > 12288 ? 12288 : n2);
+            const int hi1 = 15360 - n2, lo1 = n2 - 15360;
+            c1[k] = n1 < lo1 ? lo1 : (n1 > hi1 ? hi1 : n1);
+            c2[k] = n2;
         }
-        na2 = na2 < -12288 ? -12288 : (na2 > 12288 ? 12288 : na2);
-        const int a1hi = 15360 - na2, a1lo = na2 - 15360;
-        na1 = na1 < a1lo ? a1lo : (na1 > a1hi ? a1hi : na1);
+        const int na1 = dqsez == 0 ? c1[2] : (pk0 ? c1[1] : c1[0]);
+        const int na2 = dqsez == 0 ? c2[2] : (pk0 ? c2[1] : c2[0]);
         td = na2 < -11776;
         // 9: zero predictor (UPB, XOR) and the trigger (TRIGB): each b loses
         // b >> k and gains 128 where its delayed sign equals the new one,
@@ -294,18 +336,22 @@ struct Coder {
         } else {
             a1 = na1;
             a2 = na2;
-            coef = _mm_insert_epi16(_mm_insert_epi16(b, a1, 6), a2, 7);
+            const __m128i poles = _mm_shuffle_epi32(_mm_cvtsi32_si128((na1 & 0xFFFF) | (na2 << 16)), 0);
+            coef = _mm_blend_epi16(b, poles, 0xC0);
         }
         // 11: adaptation speed control (FILTA, FILTB, SUBTC, FILTC, TRIGA).
         const int fi = kF[R][code];
         dms = fx::wrap16(dms + ((fi - dms) >> 5));
         dml = fx::wrap16(dml + ((4 * fi - dml) >> 7));
-        const bool settle = y >= 1536 && abs_sat(4 * dms - dml) < (dml >> 3) && td == 0;
+        const bool settle = (y >= 1536) & (abs_sat(4 * dms - dml) < (dml >> 3)) & (td == 0);
         ap = tr ? 256 : ap + ((settle ? -ap : 512 - ap) >> 4);
-        // 12: delays (FLOATA, FLOATB, DELAY). The reconstructed signal's
-        // magnitude is that of 15 bits: -32768 counts as zero.
+        // 12: delays (FLOATA, FLOATB, DELAY). The new dq1 in floating form
+        // straight from the log value: the antilog's leading bit is bit
+        // (l >> 7) & 15. The reconstructed signal's magnitude is that of
+        // 15 bits: -32768 counts as zero.
+        const int dqf = l < 0 ? 32 : ((lexp + 1) << 6) + ((mag << 6) >> ((lexp + 1) & 15));
         const int srMag = sr < 0 ? -sr & 0x7FFF : sr;
-        delay = _mm_insert_epi16(_mm_insert_epi16(_mm_slli_si128(delay, 2), to_float(mag), 0), to_float(srMag), 6);
+        delay = _mm_insert_epi16(_mm_insert_epi16(_mm_slli_si128(delay, 2), dqf, 0), to_float(srMag), 6);
         sign = _mm_insert_epi16(_mm_insert_epi16(_mm_slli_si128(sign, 2), dqNeg, 0), sr < 0, 6);
         pk2 = pk1;
         pk1 = pk0;
@@ -346,7 +392,7 @@ void encode_run(Fields& f, const Zin16s* src, Zin8u* dst, int len) {
     Coder<R> c(f);
     for (int n = 0; n < len; ++n) {
         c.predict();
-        const int code = c.quantize(fx::wrap16(src[n] - c.se));
+        const int code = c.quantize(src[n]);
         c.update(code);
         dst[n] = static_cast<Zin8u>(code);
     }
