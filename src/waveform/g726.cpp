@@ -3,6 +3,7 @@
 // (clause 4.2.8), one code per byte, on the 14-bit linear signal.
 #include <immintrin.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -12,6 +13,10 @@
 
 namespace zin::g726 {
 namespace {
+
+// The per-sample steps stay inside the sample loop, so that the state lives
+// in registers from one sample to the next.
+#define ZIN_G726_INLINE inline __attribute__((always_inline))
 
 // The state object: a reserved head of 16 bytes, then these fields; the
 // decoder's object adds the law as one more 16-bit word. Objects may sit at
@@ -73,6 +78,15 @@ void init(void* state, int index) {
 
 // Number of significant bits of a value 0..65535, without a branch.
 inline int bitlen(int x) { return 32 - __builtin_clz(static_cast<unsigned>(x) | 1u) - (x == 0); }
+
+// a where cond (0 or 1) is 1, else b, by masks: the conditions below follow
+// the signal and would mispredict as branches.
+inline int sel(int cond, int a, int b) {
+    const int m = -cond;
+    return (a & m) | (b & ~m);
+}
+
+inline int clampi(int v, int lo, int hi) { return std::min(std::max(v, lo), hi); }
 
 // Saturating magnitude of a 16-bit value: -32768 gives 32767.
 inline int abs_sat(int x) {
@@ -211,12 +225,12 @@ struct Coder {
     }
 
     // Steps 1 and 2: scale factor (MIX) and signal estimate (FMULT, ACCUM).
-    void predict() {
-        const int al = ap >= 256 ? 64 : ap >> 2;
+    ZIN_G726_INLINE void predict() {
+        const int al = std::min(ap >> 2, 64);  // 64 from ap = 256 on
         const int base = yl >> 6;
         const int dif = yu - base;
         const int prod = (al * abs_sat(dif)) >> 6;
-        y = base + (dif < 0 ? -prod : prod);
+        y = base + ((prod ^ (dif >> 31)) - (dif >> 31));
 
         const __m128i zero = _mm_setzero_si128();
         const __m128i m = _mm_and_si128(_mm_abs_epi16(_mm_srai_epi16(coef, 2)), _mm_set1_epi16(0x1FFF));
@@ -249,7 +263,7 @@ struct Coder {
     // levels as the log of zero does. A level L stands above dln when
     // L + (y >> 2) + 16256 is above that key. The difference stays in the
     // vector unit from the predictor's sum to the decision.
-    int quantize(int x) const {
+    ZIN_G726_INLINE int quantize(int x) const {
         const __m128i xv = _mm_cvtsi32_si128(x);
         // se = (sum in 16 bits) >> 1, d = x - se in 16 bits, |d| saturated.
         const __m128i sev = _mm_srai_epi32(_mm_slli_epi32(sum, 16), 17);
@@ -276,7 +290,7 @@ struct Coder {
     }
 
     // Steps 4 to 12 for a code; returns the reconstructed signal sr.
-    int update(int code) {
+    ZIN_G726_INLINE int update(int code) {
         code &= kRow - 1;
         // 4: inverse quantiser (ADDA, ANTILOG).
         const int l = (y >> 2) + kReconstruct[R][code];
@@ -284,10 +298,10 @@ struct Coder {
         const int lexp = (l >> 7) & 15;
         const int mag = ((((l & 127) + 128) << 7) >> ((14 - lexp) & 15)) & ~(l >> 31);
         const int dqNeg = (code >> (kB - 1)) & 1;
-        const int dqs = dqNeg ? -mag : mag;
+        const int dqs = (mag ^ -dqNeg) + dqNeg;
         // 5: scale factor adaptation (FILTD, LIMB, FILTE).
         int yut = y + ((kW[R][code] - y) >> 5);
-        yut = yut < 544 ? 544 : (yut > 5120 ? 5120 : yut);
+        yut = clampi(yut, 544, 5120);
         const int ylOld = yl;
         yl = yl + fx::wrap16(yut + ((-yl) >> 6));
         // 6: transition detector (TRANS), on the old yl.
@@ -303,24 +317,25 @@ struct Coder {
         pk0 = dqsez < 0;
         // 8: pole predictor (UPA2, UPA1, LIMC, LIMD, TONE). The outcome for
         // each sign of dqsez, and for dqsez == 0, does not depend on this
-        // sample's difference; all three are formed, then one is taken.
+        // sample's difference; all three are formed ahead, then one is taken
+        // by masks (the signs follow the signal and would mispredict).
         const int a2leak = a2 - (a2 >> 7), a1leak = a1 - (a1 >> 8);
-        const int fa = a1 > 8191 ? 32764 : (a1 < -8191 ? -32764 : 4 * a1);
+        const int fa = clampi(4 * a1, -32764, 32764);  // 4 a1 limited at +-32764
         int c1[3], c2[3];  // [pk0 = 0, pk0 = 1, dqsez == 0]
         for (int k = 0; k < 3; ++k) {
             int n2 = a2leak, n1 = a1leak;
             if (k < 2) {
                 const int x = k ^ pk1;
-                n2 += ((x ? fa : -fa) + (k != pk2 ? -16384 : 16384)) >> 7;
-                n1 += x ? -192 : 192;
+                n2 += (sel(x, fa, -fa) + sel(k ^ pk2, -16384, 16384)) >> 7;
+                n1 += sel(x, -192, 192);
             }
-            n2 = n2 < -12288 ? -12288 : (n2 > 12288 ? 12288 : n2);
-            const int hi1 = 15360 - n2, lo1 = n2 - 15360;
-            c1[k] = n1 < lo1 ? lo1 : (n1 > hi1 ? hi1 : n1);
+            n2 = clampi(n2, -12288, 12288);
+            c1[k] = clampi(n1, n2 - 15360, 15360 - n2);
             c2[k] = n2;
         }
-        const int na1 = dqsez == 0 ? c1[2] : (pk0 ? c1[1] : c1[0]);
-        const int na2 = dqsez == 0 ? c2[2] : (pk0 ? c2[1] : c2[0]);
+        const int zero = dqsez == 0;
+        const int na1 = sel(zero, c1[2], sel(pk0, c1[1], c1[0]));
+        const int na2 = sel(zero, c2[2], sel(pk0, c2[1], c2[0]));
         td = na2 < -11776;
         // 9: zero predictor (UPB, XOR) and the trigger (TRIGB): each b loses
         // b >> k and gains 128 where its delayed sign equals the new one,
@@ -343,14 +358,14 @@ struct Coder {
         const int fi = kF[R][code];
         dms = fx::wrap16(dms + ((fi - dms) >> 5));
         dml = fx::wrap16(dml + ((4 * fi - dml) >> 7));
-        const bool settle = (y >= 1536) & (abs_sat(4 * dms - dml) < (dml >> 3)) & (td == 0);
-        ap = tr ? 256 : ap + ((settle ? -ap : 512 - ap) >> 4);
+        const int settle = (y >= 1536) & (abs_sat(4 * dms - dml) < (dml >> 3)) & (td == 0);
+        ap = tr ? 256 : ap + (sel(settle, -ap, 512 - ap) >> 4);
         // 12: delays (FLOATA, FLOATB, DELAY). The new dq1 in floating form
         // straight from the log value: the antilog's leading bit is bit
         // (l >> 7) & 15. The reconstructed signal's magnitude is that of
         // 15 bits: -32768 counts as zero.
-        const int dqf = l < 0 ? 32 : ((lexp + 1) << 6) + ((mag << 6) >> ((lexp + 1) & 15));
-        const int srMag = sr < 0 ? -sr & 0x7FFF : sr;
+        const int dqf = sel(l < 0, 32, ((lexp + 1) << 6) + ((mag << 6) >> ((lexp + 1) & 15)));
+        const int srMag = (sr < 0 ? -sr : sr) & 0x7FFF;
         delay = _mm_insert_epi16(_mm_insert_epi16(_mm_slli_si128(delay, 2), dqf, 0), to_float(srMag), 6);
         sign = _mm_insert_epi16(_mm_insert_epi16(_mm_slli_si128(sign, 2), dqNeg, 0), sr < 0, 6);
         pk2 = pk1;
@@ -360,7 +375,7 @@ struct Coder {
     }
 
     // Step 10: the decoder's output for the law (COMPRESS, SYNC).
-    int output(int sr, int code, int law) const {
+    ZIN_G726_INLINE int output(int sr, int code, int law) const {
         int v = sr;
         if (v == -32768 && law != kLinear) v = law == kALaw ? -2 : 0;
         v = v < -8192 ? -8192 : (v > 8191 ? 8191 : v);
@@ -382,8 +397,7 @@ struct Coder {
         const int id = kSyncOffset[R][dx < 0][decide<R>(dln)];
         const int c = code & (kRow - 1);
         const int im = (c & kSignBit) ? (c & (kSignBit - 1)) : c + kSignBit;
-        if (id == im) return p;
-        return id > im ? (*lower)[p] : (*higher)[p];
+        return sel(id == im, p, sel(id > im, (*lower)[p], (*higher)[p]));
     }
 };
 
