@@ -153,42 +153,6 @@ TEST(G726, BytesAboveTheWidthStayInBounds) {
         }
 }
 
-// Calls may cut the stream anywhere, and the object may sit at any address.
-TEST(G726, SplitCallsAndMisalignedObjects) {
-    const auto pcm = [] {
-        auto v = zt::random16(3000, -8192, 8191);
-        return v;
-    }();
-    for (int r = 0; r < 4; ++r) {
-        Object whole(88);
-        ASSERT_EQ(zinsEncodeInit_G726_16s8u(whole.enc(), kRates[r]), zinStsNoErr);
-        std::vector<uint8_t> want(pcm.size());
-        ASSERT_EQ(zinsEncode_G726_16s8u(whole.enc(), pcm.data(), want.data(), 3000), zinStsNoErr);
-        for (std::size_t offset : {1, 3, 7, 13}) {
-            Object e(88, offset);
-            ASSERT_EQ(zinsEncodeInit_G726_16s8u(e.enc(), kRates[r]), zinStsNoErr);
-            std::vector<uint8_t> got(pcm.size());
-            for (std::size_t pos = 0, step = offset; pos < pcm.size(); step = step * 3 % 101 + 1) {
-                const std::size_t n = std::min(step, pcm.size() - pos);
-                ASSERT_EQ(zinsEncode_G726_16s8u(e.enc(), pcm.data() + pos, got.data() + pos, static_cast<int>(n)), zinStsNoErr);
-                pos += n;
-            }
-            EXPECT_EQ(got, want);
-            EXPECT_EQ(std::memcmp(e.p() + 16, whole.p() + 16, 72), 0);
-
-            Object d1(92), d2(92, offset);
-            ASSERT_EQ(zinsDecodeInit_G726_8u16s(d1.dec(), kRates[r], zinPcmALaw), zinStsNoErr);
-            ASSERT_EQ(zinsDecodeInit_G726_8u16s(d2.dec(), kRates[r], zinPcmALaw), zinStsNoErr);
-            std::vector<int16_t> o1(pcm.size()), o2(pcm.size());
-            ASSERT_EQ(zinsDecode_G726_8u16s(d1.dec(), want.data(), o1.data(), 3000), zinStsNoErr);
-            for (std::size_t pos = 0; pos < pcm.size(); pos += 7)
-                ASSERT_EQ(zinsDecode_G726_8u16s(d2.dec(), want.data() + pos, o2.data() + pos,
-                                                static_cast<int>(std::min<std::size_t>(7, pcm.size() - pos))), zinStsNoErr);
-            EXPECT_EQ(o1, o2);
-        }
-    }
-}
-
 // A steady tone drives a2 below -11776 and sets td; a jump that the
 // transition detector sees then zeroes all eight predictor coefficients and
 // sets ap to 256.
