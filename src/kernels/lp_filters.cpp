@@ -60,9 +60,13 @@ bool synth10(const Zin16s* a, const Zin16s* x, Zin16s* y, int len, int s, const 
         const u32 x0 = x ? su(x[n]) : 0, x1 = x ? su(x[n + 1]) : 0;
         // Outputs y[n-10] .. y[n-3] for the next step.
         v = _mm_or_si128(_mm_srli_si128(v, 4), _mm_slli_si128(_mm_cvtsi32_si128(static_cast<int>((y4 & 0xFFFF) | (y3 << 16))), 12));
-        const Zin32s o0 = finish(a0 * x0 + rnd - p0 - a1 * y1 - a2 * y2 - a3 * y3 - a4 * y4);
+        // Everything but the newest output's term first: only that term is on
+        // the recursion's critical path.
+        const u32 b0 = a0 * x0 + rnd - p0 - a2 * y2 - a3 * y3 - a4 * y4;
+        const u32 b1 = a0 * x1 + rnd - p1 - a3 * y2 - a4 * y3 - a5 * y4;
+        const Zin32s o0 = finish(b0 - a1 * y1);
         const u32 u0 = su(o0);
-        const Zin32s o1 = finish(a0 * x1 + rnd - p1 - a2 * y1 - a3 * y2 - a4 * y3 - a5 * y4 - a1 * u0);
+        const Zin32s o1 = finish(b1 - a2 * y1 - a1 * u0);
         y[n] = static_cast<Zin16s>(o0);
         y[n + 1] = static_cast<Zin16s>(o1);
         y4 = y2;
