@@ -60,9 +60,12 @@ ZinStatus zero_bytes(void* dst, std::int64_t bytes) {
     return zinStsNoErr;
 }
 
+// Element by element through memcpy, so that a destination that is not
+// aligned to its element is still legal here.
 template <typename T>
 void fill_plain(T* dst, T value, int len) {
-    for (int i = 0; i < len; ++i) dst[i] = value;
+    auto bytes = reinterpret_cast<unsigned char*>(dst);
+    for (int i = 0; i < len; ++i) std::memcpy(bytes + std::size_t(i) * sizeof(T), &value, sizeof(T));
 }
 
 template <typename T>
