@@ -110,209 +110,134 @@ void plain_conv_nr(const int16_t* a, const int16_t* b, int16_t* d, int len) {
     }
 }
 
-// ---- fixtures --------------------------------------------------------------
+void plain_crosscorr_sfs(const int16_t* a, const int16_t* b, int len, int32_t* d, int scale) {
+    for (int k = 0; k < len; ++k) {
+        int64_t acc = 0;
+        for (int i = 0; i + k < len; ++i) acc += int32_t{a[i]} * b[i + k];
+        const int64_t q = acc >> scale, r = acc - (q << scale), half = int64_t{1} << (scale - 1);
+        d[k] = sat32(q + (r > half || (r == half && (q & 1))));
+    }
+}
+void plain_crosscorr_nr16(const int16_t* a, const int16_t* b, int len, int16_t* d, int lags) {
+    for (int k = 0; k < lags; ++k) {
+        int64_t acc = 0;
+        for (int i = 0; i < len; ++i) acc += int32_t{a[i]} * b[i + k];
+        const int64_t v = (int64_t{static_cast<int32_t>(static_cast<uint32_t>(acc))} + 16384) >> 15;
+        d[k] = static_cast<int16_t>(std::clamp<int64_t>(v, -32768, 32767));
+    }
+}
+void plain_normm(const int16_t* a, const int16_t* b, int len, int16_t* d, int64_t* c) {
+    int64_t m = 0;
+    for (int k = 0; k < len; ++k) {
+        uint32_t acc = 0;
+        for (int i = 0; i + k < len; ++i) acc += static_cast<uint32_t>(int32_t{a[i]} * b[i + k]);
+        c[k] = 2 * int64_t{static_cast<int32_t>(acc)};
+        m = std::max(m, c[k] < 0 ? -c[k] : c[k]);
+    }
+    int sh = 0;
+    while ((m >> sh) > 32767) ++sh;
+    for (int k = 0; k < len; ++k) d[k] = static_cast<int16_t>(c[k] >> sh);
+}
+void plain_crosscorr_lagmax_64f(const float* a, const float* b, int len, int lagMax, double* mx, int* lag) {
+    double best = 0;
+    int bl = lagMax;
+    for (int l = lagMax; l >= 0; --l) {
+        double acc = 0;
+        for (int i = 0; i < len; ++i) acc += double{a[i]} * b[i + l];
+        if (acc > best) best = acc, bl = l;
+    }
+    *mx = best;
+    *lag = bl;
+}
+void plain_conv_sfs(const int16_t* a, const int16_t* b, int16_t* d, int len, int s) {
+    for (int n = 0; n < len; ++n) {
+        uint32_t acc = 0;
+        for (int k = 0; k <= n; ++k) acc += static_cast<uint32_t>(int32_t{a[k]} * b[n - k]);
+        d[n] = static_cast<int16_t>(static_cast<int32_t>(acc) >> s);
+    }
+}
+
+// ---- runs ------------------------------------------------------------------
 
 struct Data {
-    std::vector<int16_t> s1, s2, mid;
+    std::vector<int16_t> s1, s2, q1, q2;  // speech-like, and scaled down by 64
     std::vector<float> f;
     std::vector<int32_t> d32;
     std::vector<int16_t> d16;
+    std::vector<int64_t> c64;
     explicit Data(int len)
         : s1(speechlike(static_cast<std::size_t>(len) + 512, 1)),
           s2(speechlike(static_cast<std::size_t>(len) + 512, 2)),
-          mid(speechlike(static_cast<std::size_t>(len) + 512, 3)),
+          q1(s1),
+          q2(s2),
           f(to_float(s1)),
           d32(static_cast<std::size_t>(len) + 512),
-          d16(static_cast<std::size_t>(len) + 512) {}
+          d16(static_cast<std::size_t>(len) + 512),
+          c64(static_cast<std::size_t>(len) + 512) {
+        for (auto& x : q1) x = static_cast<int16_t>(x / 64);
+        for (auto& x : q2) x = static_cast<int16_t>(x / 64);
+    }
+    int32_t mx = 0;
+    int lag = 0, norm = 0;
+    float fm = 0;
+    double dm = 0;
 };
 
-#define SIZES ->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240)
+// One library call and its plain statement, each run over the sizes.
+#define PAIR(name, lib, plain)                                     \
+    void name##_Lib(benchmark::State& st) {                        \
+        const int len = static_cast<int>(st.range(0));             \
+        Data d(len);                                               \
+        for (auto _ : st) {                                        \
+            lib;                                                   \
+            benchmark::ClobberMemory();                            \
+        }                                                          \
+    }                                                              \
+    void name##_Plain(benchmark::State& st) {                      \
+        const int len = static_cast<int>(st.range(0));             \
+        Data d(len);                                               \
+        for (auto _ : st) {                                        \
+            plain;                                                 \
+            benchmark::ClobberMemory();                            \
+        }                                                          \
+    }                                                              \
+    BENCHMARK(name##_Lib)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240); \
+    BENCHMARK(name##_Plain)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240);
 
-void AutoCorr_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        zinsAutoCorr_16s32s(d.s1.data(), len, d.d32.data(), kLags);
-        benchmark::DoNotOptimize(d.d32.data());
-    }
-}
-void AutoCorr_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        plain_autocorr(d.s1.data(), len, d.d32.data(), kLags);
-        benchmark::DoNotOptimize(d.d32.data());
-    }
-}
-BENCHMARK(AutoCorr_Lib) SIZES;
-BENCHMARK(AutoCorr_Plain) SIZES;
-
-void AutoCorrNormE_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    std::vector<int16_t> s(d.s1.begin(), d.s1.begin() + len);
-    for (auto& x : s) x = static_cast<int16_t>(x / 16);
-    int n = 0;
-    for (auto _ : st) {
-        zinsAutoCorr_NormE_16s32s(s.data(), len, d.d32.data(), kLags, &n);
-        benchmark::DoNotOptimize(d.d32.data());
-    }
-}
-BENCHMARK(AutoCorrNormE_Lib) SIZES;
-
-void CrossCorrNR_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        zinsCrossCorr_NR_16s32s(d.s1.data(), d.s2.data(), len, d.d32.data(), 40);
-        benchmark::DoNotOptimize(d.d32.data());
-    }
-}
-void CrossCorrNR_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        plain_crosscorr_nr(d.s1.data(), d.s2.data(), len, d.d32.data(), 40);
-        benchmark::DoNotOptimize(d.d32.data());
-    }
-}
-BENCHMARK(CrossCorrNR_Lib) SIZES;
-BENCHMARK(CrossCorrNR_Plain) SIZES;
-
-void CrossCorrLagMax_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    int32_t mx;
-    int lag;
-    for (auto _ : st) {
-        zinsCrossCorrLagMax_16s(d.s1.data(), d.s2.data(), len, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-void CrossCorrLagMax_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    int32_t mx;
-    int lag;
-    for (auto _ : st) {
-        plain_crosscorr_lagmax(d.s1.data(), d.s2.data(), len, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-BENCHMARK(CrossCorrLagMax_Lib) SIZES;
-BENCHMARK(CrossCorrLagMax_Plain) SIZES;
-
-void AutoCorrLagMaxFwd_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    int32_t mx;
-    int lag;
-    for (auto _ : st) {
-        zinsAutoCorrLagMax_Fwd_16s(d.s1.data(), len, kLowLag, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-void AutoCorrLagMaxFwd_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    int32_t mx;
-    int lag;
-    for (auto _ : st) {
-        plain_fwd(d.s1.data(), len, kLowLag, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-BENCHMARK(AutoCorrLagMaxFwd_Lib) SIZES;
-BENCHMARK(AutoCorrLagMaxFwd_Plain) SIZES;
-
-void AutoCorrLagMaxInv_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    int32_t mx;
-    int lag;
-    for (auto _ : st) {
-        zinsAutoCorrLagMax_Inv_16s(d.s1.data() + 200, len, kLowLag, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-void AutoCorrLagMaxInv_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    int32_t mx;
-    int lag;
-    for (auto _ : st) {
-        plain_inv(d.s1.data() + 200, len, kLowLag, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-BENCHMARK(AutoCorrLagMaxInv_Lib) SIZES;
-BENCHMARK(AutoCorrLagMaxInv_Plain) SIZES;
-
-void AutoCorrLagMax32f_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    float mx;
-    int lag;
-    for (auto _ : st) {
-        zinsAutoCorrLagMax_32f(d.f.data(), len, kLowLag, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-void AutoCorrLagMax32f_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    float mx;
-    int lag;
-    for (auto _ : st) {
-        plain_fwd_32f(d.f.data(), len, kLowLag, kLagMax, &mx, &lag);
-        benchmark::DoNotOptimize(mx);
-    }
-}
-BENCHMARK(AutoCorrLagMax32f_Lib) SIZES;
-BENCHMARK(AutoCorrLagMax32f_Plain) SIZES;
-
-void ConvPartial_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        zinsConvPartial_16s32s(d.s1.data(), d.s2.data(), d.d32.data(), len);
-        benchmark::DoNotOptimize(d.d32.data());
-    }
-}
-void ConvPartial_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        plain_conv(d.s1.data(), d.s2.data(), d.d32.data(), len);
-        benchmark::DoNotOptimize(d.d32.data());
-    }
-}
-BENCHMARK(ConvPartial_Lib) SIZES;
-BENCHMARK(ConvPartial_Plain) SIZES;
-
-void ConvPartialNR_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    std::vector<int16_t> a(d.s1.begin(), d.s1.begin() + len), b(d.s2.begin(), d.s2.begin() + len);
-    for (auto& x : a) x = static_cast<int16_t>(x / 64);
-    for (auto& x : b) x = static_cast<int16_t>(x / 64);
-    for (auto _ : st) {
-        zinsConvPartial_NR_16s(a.data(), b.data(), d.d16.data(), len);
-        benchmark::DoNotOptimize(d.d16.data());
-    }
-}
-void ConvPartialNR_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    std::vector<int16_t> a(d.s1.begin(), d.s1.begin() + len), b(d.s2.begin(), d.s2.begin() + len);
-    for (auto& x : a) x = static_cast<int16_t>(x / 64);
-    for (auto& x : b) x = static_cast<int16_t>(x / 64);
-    for (auto _ : st) {
-        plain_conv_nr(a.data(), b.data(), d.d16.data(), len);
-        benchmark::DoNotOptimize(d.d16.data());
-    }
-}
-BENCHMARK(ConvPartialNR_Lib) SIZES;
-BENCHMARK(ConvPartialNR_Plain) SIZES;
+PAIR(AutoCorr, zinsAutoCorr_16s32s(d.s1.data(), len, d.d32.data(), kLags),
+     plain_autocorr(d.s1.data(), len, d.d32.data(), kLags))
+// The normalised forms add one energy and a shift to the same sums.
+PAIR(AutoCorrNormE, zinsAutoCorr_NormE_16s32s(d.q1.data(), len, d.d32.data(), kLags, &d.norm),
+     plain_autocorr(d.q1.data(), len, d.d32.data(), kLags))
+PAIR(AutoCorrNormENR, zinsAutoCorr_NormE_NR_16s(d.s1.data(), len, d.d16.data(), kLags, &d.norm),
+     plain_autocorr(d.s1.data(), len, d.d32.data(), kLags))
+PAIR(CrossCorrSfs, zinsCrossCorr_16s32s_Sfs(d.s1.data(), d.s2.data(), len, d.d32.data(), 3),
+     plain_crosscorr_sfs(d.s1.data(), d.s2.data(), len, d.d32.data(), 3))
+PAIR(CrossCorrNR32, zinsCrossCorr_NR_16s32s(d.s1.data(), d.s2.data(), len, d.d32.data(), 40),
+     plain_crosscorr_nr(d.s1.data(), d.s2.data(), len, d.d32.data(), 40))
+PAIR(CrossCorrNR16, zinsCrossCorr_NR_16s(d.s1.data(), d.s2.data(), len, d.d16.data(), 40),
+     plain_crosscorr_nr16(d.s1.data(), d.s2.data(), len, d.d16.data(), 40))
+PAIR(CrossCorrNRSfs, zinsCrossCorr_NR_16s_Sfs(d.s1.data(), d.s2.data(), len, d.d16.data(), 40, 15),
+     plain_crosscorr_nr16(d.s1.data(), d.s2.data(), len, d.d16.data(), 40))
+PAIR(CrossCorrNormM, zinsCrossCorr_NormM_16s(d.s1.data(), d.s2.data(), len, d.d16.data()),
+     plain_normm(d.s1.data(), d.s2.data(), len, d.d16.data(), d.c64.data()))
+PAIR(CrossCorrLagMax, zinsCrossCorrLagMax_16s(d.s1.data(), d.s2.data(), len, kLagMax, &d.mx, &d.lag),
+     plain_crosscorr_lagmax(d.s1.data(), d.s2.data(), len, kLagMax, &d.mx, &d.lag))
+PAIR(CrossCorrLagMax64f, zinsCrossCorrLagMax_32f64f(d.f.data(), d.f.data() + 7, len, kLagMax, &d.dm, &d.lag),
+     plain_crosscorr_lagmax_64f(d.f.data(), d.f.data() + 7, len, kLagMax, &d.dm, &d.lag))
+PAIR(AutoCorrLagMaxFwd, zinsAutoCorrLagMax_Fwd_16s(d.s1.data(), len, kLowLag, kLagMax, &d.mx, &d.lag),
+     plain_fwd(d.s1.data(), len, kLowLag, kLagMax, &d.mx, &d.lag))
+PAIR(AutoCorrLagMaxInv, zinsAutoCorrLagMax_Inv_16s(d.s1.data() + 200, len, kLowLag, kLagMax, &d.mx, &d.lag),
+     plain_inv(d.s1.data() + 200, len, kLowLag, kLagMax, &d.mx, &d.lag))
+PAIR(AutoCorrLagMax32f, zinsAutoCorrLagMax_32f(d.f.data(), len, kLowLag, kLagMax, &d.fm, &d.lag),
+     plain_fwd_32f(d.f.data(), len, kLowLag, kLagMax, &d.fm, &d.lag))
+PAIR(ConvPartial, zinsConvPartial_16s32s(d.s1.data(), d.s2.data(), d.d32.data(), len),
+     plain_conv(d.s1.data(), d.s2.data(), d.d32.data(), len))
+PAIR(ConvPartialSfs, zinsConvPartial_16s_Sfs(d.s1.data(), d.s2.data(), d.d16.data(), len, 12),
+     plain_conv_sfs(d.s1.data(), d.s2.data(), d.d16.data(), len, 12))
+PAIR(ConvPartialNR, zinsConvPartial_NR_16s(d.q1.data(), d.q2.data(), d.d16.data(), len),
+     plain_conv_nr(d.q1.data(), d.q2.data(), d.d16.data(), len))
+PAIR(ConvPartialNRLow, zinsConvPartial_NR_Low_16s(d.q1.data(), d.q2.data(), d.d16.data(), len),
+     plain_conv_nr(d.q1.data(), d.q2.data(), d.d16.data(), len))
 
 }  // namespace

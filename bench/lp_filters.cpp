@@ -62,108 +62,75 @@ void plain_harmonic_nr(int16_t v, int lag, const int16_t* s, int16_t* d, int len
     for (int n = 0; n < len; ++n) d[n] = sat16((int32_t{s[n]} * 32768 + s[n - lag] * g + 16384) >> 15);
 }
 
-#define SIZES ->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240)
+void plain_zero_state(const int16_t* a, int16_t* d, int len, int s) {
+    d[0] = a[0];
+    for (int n = 1; n < len; ++n) {
+        uint32_t acc = 1u << (s - 1);
+        for (int k = 1; k <= 10 && k <= n; ++k) acc -= static_cast<uint32_t>(int32_t{a[k]} * d[n - k]);
+        d[n] = static_cast<int16_t>(static_cast<int32_t>(acc) >> s);
+    }
+}
+void plain_harmonic_32f(float v, int lag, float* x, int len) {
+    for (int n = 0; n < len; ++n) x[n] = x[n] + x[n - lag] * v;
+}
+void plain_preemphasize(float v, float* x, int len, float* mem) {
+    float prev = *mem;
+    for (int n = 0; n < len; ++n) {
+        const float cur = x[n];
+        x[n] = cur - v * prev;
+        prev = cur;
+    }
+    *mem = prev;
+}
 
 struct Data {
     std::vector<int16_t> x, y, mem;
-    explicit Data(int len) : x(speechlike(static_cast<std::size_t>(len) + 256, 7)), y(x.size()), mem(10, 0) {}
+    std::vector<float> f;
+    float fmem = 0;
+    explicit Data(int len)
+        : x(speechlike(static_cast<std::size_t>(len) + 256, 7)), y(x.size()), mem(10, 0), f(x.begin(), x.end()) {}
 };
 
-void Synthesis_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        benchmark::DoNotOptimize(zinsSynthesisFilter_NR_16s_Sfs(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()));
-        benchmark::ClobberMemory();
-    }
-}
-void Synthesis_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        benchmark::DoNotOptimize(plain_synthesis(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()));
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(Synthesis_Lib) SIZES;
-BENCHMARK(Synthesis_Plain) SIZES;
+// One library call and its plain statement, each run over the sizes.
+#define PAIR(name, lib, plain)                                     \
+    void name##_Lib(benchmark::State& st) {                        \
+        const int len = static_cast<int>(st.range(0));             \
+        Data d(len);                                               \
+        for (auto _ : st) {                                        \
+            lib;                                                   \
+            benchmark::ClobberMemory();                            \
+        }                                                          \
+    }                                                              \
+    void name##_Plain(benchmark::State& st) {                      \
+        const int len = static_cast<int>(st.range(0));             \
+        Data d(len);                                               \
+        for (auto _ : st) {                                        \
+            plain;                                                 \
+            benchmark::ClobberMemory();                            \
+        }                                                          \
+    }                                                              \
+    BENCHMARK(name##_Lib)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240); \
+    BENCHMARK(name##_Plain)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240);
 
-void SynthesisLow_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        std::copy(d.x.begin(), d.x.begin() + len, d.y.begin());
-        zinsSynthesisFilterLow_NR_16s_ISfs(kLpc, d.y.data(), len, 12, d.mem.data());
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(SynthesisLow_Lib) SIZES;
-
-void ZeroStateResponse_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        zinsSynthesisFilterZeroStateResponse_NR_16s(kLpc, d.y.data(), len, 12);
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(ZeroStateResponse_Lib) SIZES;
-
-void Residual_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        zinsResidualFilter_Low_16s_Sfs(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12);
-        benchmark::ClobberMemory();
-    }
-}
-void Residual_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        plain_residual(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12);
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(Residual_Lib) SIZES;
-BENCHMARK(Residual_Plain) SIZES;
-
-void Harmonic_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        zinsHarmonicFilter_16s_I(9830, 40, d.x.data() + 150, len);
-        benchmark::ClobberMemory();
-    }
-}
-void Harmonic_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        plain_harmonic(9830, 40, d.x.data() + 150, len);
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(Harmonic_Lib) SIZES;
-BENCHMARK(Harmonic_Plain) SIZES;
-
-void HarmonicNR_Lib(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        zinsHarmonicFilter_NR_16s(9830, 40, d.x.data() + 150, d.y.data(), len);
-        benchmark::ClobberMemory();
-    }
-}
-void HarmonicNR_Plain(benchmark::State& st) {
-    const int len = static_cast<int>(st.range(0));
-    Data d(len);
-    for (auto _ : st) {
-        plain_harmonic_nr(9830, 40, d.x.data() + 150, d.y.data(), len);
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(HarmonicNR_Lib) SIZES;
-BENCHMARK(HarmonicNR_Plain) SIZES;
+PAIR(Synthesis, zinsSynthesisFilter_NR_16s_Sfs(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()),
+     plain_synthesis(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()))
+// The in-place forms filter the output of the previous run again; with a
+// stable filter that stays in range.
+PAIR(SynthesisI, zinsSynthesisFilter_NR_16s_ISfs(kLpc, d.y.data(), len, 13, d.mem.data()),
+     plain_synthesis(kLpc, d.y.data(), d.y.data(), len, 13, d.mem.data()))
+PAIR(SynthesisLowI, zinsSynthesisFilterLow_NR_16s_ISfs(kLpc, d.y.data(), len, 13, d.mem.data()),
+     plain_synthesis(kLpc, d.y.data(), d.y.data(), len, 13, d.mem.data()))
+PAIR(ZeroStateResponse, zinsSynthesisFilterZeroStateResponse_NR_16s(kLpc, d.y.data(), len, 12),
+     plain_zero_state(kLpc, d.y.data(), len, 12))
+PAIR(Residual, zinsResidualFilter_Low_16s_Sfs(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12),
+     plain_residual(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12))
+PAIR(Harmonic, zinsHarmonicFilter_16s_I(9830, 40, d.x.data() + 150, len),
+     plain_harmonic(9830, 40, d.x.data() + 150, len))
+PAIR(HarmonicNR, zinsHarmonicFilter_NR_16s(9830, 40, d.x.data() + 150, d.y.data(), len),
+     plain_harmonic_nr(9830, 40, d.x.data() + 150, d.y.data(), len))
+PAIR(Harmonic32f, zinsHarmonicFilter_32f_I(0.3f, 40, d.f.data() + 150, len),
+     plain_harmonic_32f(0.3f, 40, d.f.data() + 150, len))
+PAIR(Preemphasize, zinsPreemphasize_32f_I(0.68f, d.f.data(), len, &d.fmem),
+     plain_preemphasize(0.68f, d.f.data(), len, &d.fmem))
 
 }  // namespace

@@ -161,8 +161,9 @@ ZinStatus body::zinsCrossCorr_NormM_16s(const Zin16s* pSrc1, const Zin16s* pSrc2
     if (len < 1) return zinStsSizeErr;
     constexpr int kChunk = 256;
     alignas(16) Zin32s c[kChunk];
-    // First pass: the largest doubled magnitude; a second pass recomputes the
-    // sums chunk by chunk, so that the stack scratch stays small.
+    // First pass: the largest doubled magnitude. Up to one chunk the sums stay
+    // in the scratch; longer inputs recompute them chunk by chunk, so that the
+    // stack scratch stays small.
     std::uint64_t m = 0;
     for (int k0 = 0; k0 < len; k0 += kChunk) {
         const int cnt = len - k0 < kChunk ? len - k0 : kChunk;
@@ -177,7 +178,7 @@ ZinStatus body::zinsCrossCorr_NormM_16s(const Zin16s* pSrc1, const Zin16s* pSrc2
     const int sh = bits > 15 ? bits - 15 : 0;
     for (int k0 = 0; k0 < len; k0 += kChunk) {
         const int cnt = len - k0 < kChunk ? len - k0 : kChunk;
-        triangle_wrap(pSrc1, pSrc2 + k0, len - k0, c, cnt);
+        if (len > kChunk) triangle_wrap(pSrc1, pSrc2 + k0, len - k0, c, cnt);
         for (int k = 0; k < cnt; ++k) pDst[k0 + k] = static_cast<Zin16s>((2 * Zin64s{c[k]}) >> sh);
     }
     return zinStsNoErr;
