@@ -139,7 +139,7 @@ void plain_normm(const int16_t* a, const int16_t* b, int len, int16_t* d, int64_
     for (int k = 0; k < len; ++k) d[k] = static_cast<int16_t>(c[k] >> sh);
 }
 void plain_crosscorr_lagmax_64f(const float* a, const float* b, int len, int lagMax, double* mx, int* lag) {
-    double best = 0;
+    double best = -1.0e300;
     int bl = lagMax;
     for (int l = lagMax; l >= 0; --l) {
         double acc = 0;

@@ -170,7 +170,7 @@ ZINSC_API ZinStatus zinsConvPartial_NR_16s(const Zin16s* pSrc1, const Zin16s* pS
 ZINSC_API ZinStatus zinsConvPartial_NR_Low_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int len);
 /* Best lag in lagMax..0 of sum src1[i]*src2[i+lag]; ties to the largest lag, start value 0. */
 ZINSC_API ZinStatus zinsCrossCorrLagMax_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, int lagMax, Zin32s* pMax, int* pLag);
-/* zinsCrossCorrLagMax_16s in floating point with a double result. */
+/* Largest of sum src1[i]*src2[i+lag] over lags lagMax..0 in double precision; ties to the largest lag. */
 ZINSC_API ZinStatus zinsCrossCorrLagMax_32f64f(const Zin32f* pSrc1, const Zin32f* pSrc2, int len, int lagMax, Zin64f* pMax, int* pLag);
 /* dst[k] = sum of src1[i]*src2[i+k] over the len-k terms inside, 64-bit sum scaled by the _Sfs rule. */
 ZINSC_API ZinStatus zinsCrossCorr_16s32s_Sfs(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin32s* pDst, int scaleFactor);

@@ -98,11 +98,11 @@ ZinStatus body::zinsCrossCorrLagMax_32f64f(const Zin32f* pSrc1, const Zin32f* pS
     if (!pSrc1 || !pSrc2 || !pMax || !pLag) return zinStsNullPtrErr;
     if (len < 1) return zinStsSizeErr;
     if (lagMax < 0) return zinStsRangeErr;
-    *pMax = 0.0;
-    *pLag = lagMax;
-    double best = 0.0;
+    // The first maximum of the correlations taken in the order lagMax down to
+    // 0: a tie goes to the largest lag. No floor at 0 here.
+    double best = dot_32f64f(pSrc1, pSrc2 + lagMax, len);
     int best_lag = lagMax;
-    for (int lag = lagMax; lag >= 0; --lag) {
+    for (int lag = lagMax - 1; lag >= 0; --lag) {
         const double c = dot_32f64f(pSrc1, pSrc2 + lag, len);
         if (c > best) {
             best = c;

@@ -431,7 +431,7 @@ TEST(LagSearch, FloatForms) {
 
             double dm = -1;
             ASSERT_EQ(zinsCrossCorrLagMax_32f64f(s, s + 2, len, hi, &dm, &lag), zinStsNoErr);
-            double bx = 0;
+            double bx = -DBL_MAX;
             int bl = hi;
             for (int l = hi; l >= 0; --l) {
                 double x = 0;
@@ -442,7 +442,7 @@ TEST(LagSearch, FloatForms) {
             ASSERT_EQ(lag, bl);
         }
     }
-    // Empty range of the float search, and the start value of the double one.
+    // Empty range of the float search; the double search has no floor at 0.
     float one[4] = {1, 1, 1, 1};
     float fm = 0;
     int lag = -1;
@@ -452,8 +452,8 @@ TEST(LagSearch, FloatForms) {
     float neg[4] = {-1, 1, 1, 1};
     double dm = 5;
     ASSERT_EQ(zinsCrossCorrLagMax_32f64f(neg, one, 1, 3, &dm, &lag), zinStsNoErr);
-    EXPECT_EQ(dm, 0.0);
-    EXPECT_EQ(lag, 3);
+    EXPECT_EQ(dm, -1.0);
+    EXPECT_EQ(lag, 3) << "equal correlations: the largest lag";
 }
 
 // ---- convolutions --------------------------------------------------------
