@@ -67,11 +67,6 @@ void for_inputs(int extra, F f) {
             }
 }
 
-std::vector<int16_t> copy_to(Misaligned<int16_t>& m, const std::vector<int16_t>& v) {
-    m.assign(v);
-    return v;
-}
-
 // ---- checks --------------------------------------------------------------
 
 TEST(Correlation, CheckOrder) {
@@ -141,7 +136,7 @@ TEST(Correlation, CheckOrder) {
 TEST(Correlation, AutoCorrMatchesPlainSums) {
     for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
         Misaligned<int16_t> src(len, off);
-        copy_to(src, v);
+        src.assign(v);
         for (int lags : {1, 3, 9, 10, 11, len, len + 5}) {
             Misaligned<int32_t> dst(lags, off + 1);
             ASSERT_EQ(zinsAutoCorr_16s32s(src.data(), len, dst.data(), lags), zinStsNoErr);
@@ -157,7 +152,7 @@ TEST(Correlation, AutoCorrMatchesPlainSums) {
 TEST(Correlation, AutoCorrNormE) {
     for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
         Misaligned<int16_t> src(len, off);
-        copy_to(src, v);
+        src.assign(v);
         const int lags = std::min(len + 2, 12);
         const int64_t e = corr(v.data(), v.data(), len, 0);
         Misaligned<int32_t> dst(lags, off, 99);
