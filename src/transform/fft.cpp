@@ -366,27 +366,53 @@ void scale_pass(float* x, i64 n, float scale) {
 }
 
 // ---- straight-line kernels, orders 0 to 4 ------------------------------------------
-// Scalar forms of the same algorithm with the lengths fixed at compile time;
-// twiddles come from the static table (T = 1024).
+// Scalar forms of the same algorithm with the lengths and twiddles fixed at
+// compile time (from the static table), so that the loops unroll fully.
+template <int N>
+struct SmallTrig {
+    float c[N], s[N];  // cos and sin of 2 pi j / N
+};
+template <int N>
+constexpr SmallTrig<N> make_small_trig() {
+    SmallTrig<N> t{};
+    for (int j = 0; j < N; ++j) sincos_at(kSine10.v, 256, j * (1024 / N), t.c[j], t.s[j]);
+    return t;
+}
+template <int N>
+inline constexpr SmallTrig<N> kSmallTrig = make_small_trig<N>();
+
+// One radix-2 pass of length n over H points, x to y.
+template <int H, int n, bool Inv>
+inline void small_pass(const float* xr, const float* xi, float* yr, float* yi) {
+    constexpr int m = n / 2, s = H / n;
+    for (int p = 0; p < m; ++p) {
+        const int j = p * (2 * H / n);
+        const float wr = kSmallTrig<2 * H>.c[j], wi = Inv ? kSmallTrig<2 * H>.s[j] : -kSmallTrig<2 * H>.s[j];
+        for (int q = 0; q < s; ++q) {
+            const float ar = xr[q + s * p], ai = xi[q + s * p];
+            const float br = xr[q + s * (p + m)], bi = xi[q + s * (p + m)];
+            yr[q + s * 2 * p] = ar + br;
+            yi[q + s * 2 * p] = ai + bi;
+            const float dr = ar - br, di = ai - bi;
+            yr[q + s * (2 * p + 1)] = dr * wr - di * wi;
+            yi[q + s * (2 * p + 1)] = dr * wi + di * wr;
+        }
+    }
+}
+template <int H, int n, bool Inv>
+inline void small_passes(float* xr, float* xi, float* yr, float* yi) {
+    if constexpr (n >= 2) {
+        small_pass<H, n, Inv>(xr, xi, yr, yi);
+        small_passes<H, n / 2, Inv>(yr, yi, xr, xi);
+    }
+}
+// Complex transform of H points in place on (xr, xi).
 template <int H, bool Inv>
 inline void small_cfft(float* xr, float* xi) {
     float yr[H], yi[H];
-    for (int n = H, s = 1; n >= 2; n /= 2, s *= 2) {
-        const int m = n / 2;
-        for (int p = 0; p < m; ++p) {
-            float c = 0, sn = 0;
-            sincos_at(kSine10.v, 256, p * (1024 / n), c, sn);
-            const float wr = c, wi = Inv ? sn : -sn;
-            for (int q = 0; q < s; ++q) {
-                const float ar = xr[q + s * p], ai = xi[q + s * p];
-                const float br = xr[q + s * (p + m)], bi = xi[q + s * (p + m)];
-                yr[q + s * 2 * p] = ar + br;
-                yi[q + s * 2 * p] = ai + bi;
-                const float dr = ar - br, di = ai - bi;
-                yr[q + s * (2 * p + 1)] = dr * wr - di * wi;
-                yi[q + s * (2 * p + 1)] = dr * wi + di * wr;
-            }
-        }
+    small_passes<H, H, Inv>(xr, xi, yr, yi);
+    constexpr bool odd = H == 2 || H == 8;  // an odd count of passes ends in y
+    if constexpr (odd) {
         for (int i = 0; i < H; ++i) {
             xr[i] = yr[i];
             xi[i] = yi[i];
@@ -410,8 +436,7 @@ void small_fwd(const float* x, float* y, float scale) {
         out[0] = zr[0] + zi[0];
         out[1] = zr[0] - zi[0];
         for (int k = 1; k <= H / 2; ++k) {
-            float c = 0, sn = 0;
-            sincos_at(kSine10.v, 256, k * (1024 / N), c, sn);
+            const float c = kSmallTrig<N>.c[k], sn = kSmallTrig<N>.s[k];
             const float tr = -0.5f * sn, ti = -0.5f * c;
             const float ar = zr[k], ai = zi[k], br = zr[H - k], bi = -zi[H - k];
             const float er = 0.5f * (ar + br), ei = 0.5f * (ai + bi);
@@ -436,8 +461,7 @@ void small_inv(const float* xs, float xh, float* y, float scale) {
         zr[0] = xs[0] + xh;
         zi[0] = xs[0] - xh;
         for (int k = 1; k <= H / 2; ++k) {
-            float c = 0, sn = 0;
-            sincos_at(kSine10.v, 256, k * (1024 / N), c, sn);
+            const float c = kSmallTrig<N>.c[k], sn = kSmallTrig<N>.s[k];
             const float ur = -sn, ui = c;
             const float ar = xs[2 * k], ai = xs[2 * k + 1], br = xs[2 * (H - k)], bi = -xs[2 * (H - k) + 1];
             const float sr = ar + br, si = ai + bi, dr = ar - br, di = ai - bi;
