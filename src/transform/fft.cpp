@@ -668,7 +668,7 @@ ZinStatus FftInit_R_32f(FftSpec_R_32f** ppSpec, int order, int flag, int hint, Z
     if (!flag_ok(flag)) return zinStsFftFlagErr;
     const int so = order > 19 ? stage_order() : 0;
     const Sizes z = sizes_for(order, so);
-    if (!fits32(z)) return zinStsFftOrderErr;
+    if (!fits32(z)) return zinStsFftOrderErr;  // orders 28 and 29, as in the size query
 
     const i64 n = i64{1} << order, h = n / 2;
     spec->order = order;
