@@ -12,8 +12,9 @@
 //   20 up    the staged form: radix-2 splitting passes until the blocks fit the largest
 //            cache, one complex transform per block, then a reordering pass.
 // The complex transform is a self-sorting (Stockham) decimation in frequency:
-// radix-4 passes, and a radix-2 pass last when log2 H is odd. Every pass
-// reads one buffer and writes the other, so no bit-reversal step is needed.
+// radix-4 passes, and a radix-2 pass last when log2 H is odd. Each pass
+// reads one buffer and writes the other (the last, twiddle-free pass may run
+// in place), and the output comes out in natural order: no bit reversal.
 // All sums run in a fixed order: the results do not depend on alignment, on
 // the buffer given or on the thread.
 #include "transform/fft.h"
