@@ -13,7 +13,7 @@
 //   Perm: N floats      Re X0, Re X[N/2], Re X1, Im X1, ..., Re X[N/2-1], Im X[N/2-1]
 // For order 0 the CCS form is X0, 0 and the Perm form is X0.
 //
-// Memory: the caller asks the sizes, hands a block of the spec size to Init
+// Memory: the caller asks the sizes, hands a block of the descriptor size to Init
 // (any alignment; the descriptor aligns itself to 64 bytes), an init block
 // from order 11 on, and a work buffer of the buffer size to each transform.
 // A transform given no buffer takes one from the platform layer for the
