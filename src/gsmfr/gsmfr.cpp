@@ -217,12 +217,21 @@ void schur(const Zin32s* acf, Zin16s* r, int order) {
 
 // ---- 4.2.10 and 4.3.4 the order-8 lattices ----------------------------------
 
-void analysis_lattice(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
+// mult_r where the first operand is not -32768: no saturation can arise.
+inline int32_t mult_r_c(int32_t c, int32_t x) { return (c * x + 16384) >> 15; }
+inline int32_t sat32to16(int32_t x) { return x > 32767 ? 32767 : (x < -32768 ? -32768 : x); }
+
+bool has_min16(const Zin16s* c) {
+    for (int i = 0; i < 8; ++i)
+        if (c[i] == -32768) return true;
+    return false;
+}
+
+void analysis_lattice_scalar(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
     Zin16s u[8], c[8];
     for (int i = 0; i < 8; ++i) u[i] = mem[i], c[i] = rp[i];
     for (int n = 0; n < len; ++n) {
         Zin16s d = s[n], sav = d;
-#pragma GCC unroll 8
         for (int i = 0; i < 8; ++i) {
             const Zin16s ui = u[i];
             u[i] = sav;
@@ -234,21 +243,80 @@ void analysis_lattice(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
     for (int i = 0; i < 8; ++i) mem[i] = u[i];
 }
 
+// The eight stages as a wavefront in the lanes of one vector: at step t,
+// lane i works on sample t - i. Stage i needs d_i of its sample (lane i-1 one
+// step before) and u_i, the sav_i of the sample before (lane i-1 two steps
+// before), so every step takes its inputs from the step before. pmulhrsw is
+// mult_r exactly while no coefficient is -32768.
+void analysis_lattice_wave(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rp));
+    const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(mem));
+    const Zin16s last = s[len - 1];
+    __m128i dout = _mm_setzero_si128(), s1 = _mm_setzero_si128(), s2 = _mm_setzero_si128();
+    alignas(16) Zin16s sv[8];
+    const int steps = len + 7;
+    for (int t = 0; t < steps; ++t) {
+        const Zin16s xt = t < len ? s[t] : Zin16s{0};
+        const Zin16s xp = t >= 1 && t - 1 < len ? s[t - 1] : Zin16s{0};
+        __m128i d = _mm_insert_epi16(_mm_slli_si128(dout, 2), xt, 0);
+        __m128i u = _mm_insert_epi16(_mm_slli_si128(s2, 2), xp, 0);
+        if (t < 8) {
+            // Lane t meets its first sample now: its u is the memory.
+            alignas(16) static constexpr Zin16s kLane[8][8] = {
+                {-1, 0, 0, 0, 0, 0, 0, 0}, {0, -1, 0, 0, 0, 0, 0, 0}, {0, 0, -1, 0, 0, 0, 0, 0}, {0, 0, 0, -1, 0, 0, 0, 0},
+                {0, 0, 0, 0, -1, 0, 0, 0}, {0, 0, 0, 0, 0, -1, 0, 0}, {0, 0, 0, 0, 0, 0, -1, 0}, {0, 0, 0, 0, 0, 0, 0, -1}};
+            u = _mm_blendv_epi8(u, m, _mm_load_si128(reinterpret_cast<const __m128i*>(kLane[t])));
+        }
+        dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
+        const __m128i sn = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
+        s2 = s1;
+        s1 = sn;
+        if (t >= 7) s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
+        // The memory after the last sample: u_i is sav_i of sample len-1,
+        // which lane i-1 gives at step len + i - 2.
+        if (t >= len - 1 && t <= len + 5) {
+            _mm_store_si128(reinterpret_cast<__m128i*>(sv), sn);
+            const int lane = t - len + 1;
+            mem[lane + 1] = sv[lane];
+        }
+    }
+    mem[0] = last;
+}
+
+void analysis_lattice(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
+    if (has_min16(rp))
+        analysis_lattice_scalar(rp, s, len, mem);
+    else
+        analysis_lattice_wave(rp, s, len, mem);
+}
+
 void synthesis_lattice(const Zin16s* rrp, const Zin16s* src, Zin16s* dst, int len, Zin16s* mem) {
-    Zin16s v[9], c[8];
+    int32_t v[9], c[8];
     for (int i = 0; i < 8; ++i) v[i] = mem[i], c[i] = rrp[i];
     v[8] = 0;
-    for (int n = 0; n < len; ++n) {
-        Zin16s sr = src[n];
-#pragma GCC unroll 8
-        for (int i = 7; i >= 0; --i) {
-            sr = sub16(sr, fx::mul16_round(c[i], v[i]));
-            v[i + 1] = add16(v[i], fx::mul16_round(c[i], sr));
+    if (has_min16(rrp)) {
+        for (int n = 0; n < len; ++n) {
+            Zin16s sr = src[n];
+            for (int i = 7; i >= 0; --i) {
+                sr = sub16(sr, fx::mul16_round(static_cast<Zin16s>(c[i]), static_cast<Zin16s>(v[i])));
+                v[i + 1] = add16(static_cast<Zin16s>(v[i]), fx::mul16_round(static_cast<Zin16s>(c[i]), sr));
+            }
+            v[0] = sr;
+            dst[n] = sr;
         }
-        v[0] = sr;
-        dst[n] = sr;
+    } else {
+        for (int n = 0; n < len; ++n) {
+            int32_t sr = src[n];
+#pragma GCC unroll 8
+            for (int i = 7; i >= 0; --i) {
+                sr = sat32to16(sr - mult_r_c(c[i], v[i]));
+                v[i + 1] = sat32to16(v[i] + mult_r_c(c[i], sr));
+            }
+            v[0] = sr;
+            dst[n] = static_cast<Zin16s>(sr);
+        }
     }
-    for (int i = 0; i < 8; ++i) mem[i] = v[i];
+    for (int i = 0; i < 8; ++i) mem[i] = static_cast<Zin16s>(v[i]);
 }
 
 // ---- 4.2.16 APCM inverse quantisation ---------------------------------------
