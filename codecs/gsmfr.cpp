@@ -24,6 +24,15 @@ inline int16_t abs_s(int16_t a) { return a == -32768 ? 32767 : static_cast<int16
 // mult and mult_r; no operand here is -32768 times -32768.
 inline int16_t mult(int16_t a, int16_t b) { return static_cast<int16_t>((int32_t{a} * b) >> 15); }
 inline int16_t mult_r(int16_t a, int16_t b) { return static_cast<int16_t>((int32_t{a} * b + 16384) >> 15); }
+// The largest magnitude, -32768 counting as 32767 (the max of abs_s).
+inline int16_t max_abs(const int16_t* x, int n) {
+    int32_t m = 0;
+    for (int i = 0; i < n; ++i) {
+        const int32_t v = x[i];
+        m = std::max(m, v < 0 ? -v : v);
+    }
+    return static_cast<int16_t>(std::min(m, int32_t{32767}));
+}
 // norm_l of a positive value: left shifts to bring its top bit to bit 30.
 inline int norm(int32_t a) { return a <= 0 ? 0 : __builtin_clz(static_cast<uint32_t>(a)) - 1; }
 
@@ -44,11 +53,7 @@ constexpr int16_t kFAC[8] = {18431, 20479, 22527, 24575, 26623, 28671, 30719, 32
 // ---- 4.2.4 autocorrelation, with its own dynamic scaling ------------------
 
 void autocorrelation(int16_t* s, int32_t* acf) {
-    int16_t smax = 0;
-    for (int k = 0; k < 160; ++k) {
-        const int16_t t = abs_s(s[k]);
-        if (t > smax) smax = t;
-    }
+    const int16_t smax = max_abs(s, 160);
     const int scalauto = smax == 0 ? 0 : 4 - norm(int32_t{smax} << 16);
     if (scalauto > 0) {
         const int16_t f = static_cast<int16_t>(16384 >> (scalauto - 1));
@@ -178,11 +183,7 @@ void interpolate(const int16_t* prev, const int16_t* cur, int seg, int16_t* rp) 
 // ---- 4.2.11 LTP parameters -----------------------------------------------------
 
 void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_t& Nc_out) {
-    int16_t dmax = 0;
-    for (int k = 0; k < 40; ++k) {
-        const int16_t t = abs_s(d[k]);
-        if (t > dmax) dmax = t;
-    }
+    const int16_t dmax = max_abs(d, 40);
     const int t = dmax == 0 ? 0 : norm(int32_t{dmax} << 16);
     const int scal = t > 6 ? 0 : 6 - t;
     int16_t wt[40];
@@ -264,11 +265,7 @@ void xmaxc_to_exp_mant(int16_t xmaxc, int& exp, int& mant) {
 }
 
 void apcm_quantization(const int16_t* xM, int16_t* xMc, int& exp, int& mant, int16_t& xmaxc) {
-    int16_t xmax = 0;
-    for (int i = 0; i < 13; ++i) {
-        const int16_t t = abs_s(xM[i]);
-        if (t > xmax) xmax = t;
-    }
+    const int16_t xmax = max_abs(xM, 13);
     int e = 0;
     int16_t t = static_cast<int16_t>(xmax >> 9);
     bool stop = false;

@@ -102,12 +102,17 @@ void preemphasize(const Zin16s* src, Zin16s* dst, int len, Zin16s* mem) {
 // ---- 4.3.5 to 4.3.7 deemphasis, upscaling, truncation --------------------
 
 void deemphasize(Zin16s* sd, int len, Zin16s* mem) {
-    Zin16s m = *mem;
+    // The recursion runs in lane 0 of a vector: pmulhrsw is mult_r for a
+    // factor other than -32768, and paddsw the saturating add, both with a
+    // short latency on the path from one sample to the next.
+    const __m128i beta = _mm_cvtsi32_si128(28180);  // GSM 06.10 4.3.5, beta = 0.86
+    const __m128i mask = _mm_cvtsi32_si128(0xFFF8);
+    __m128i m = _mm_cvtsi32_si128(static_cast<std::uint16_t>(*mem));
     for (int n = 0; n < len; ++n) {
-        m = add16(sd[n], mul_r15(m, 28180));  // GSM 06.10 4.3.5, beta = 0.86
-        sd[n] = static_cast<Zin16s>(add16(m, m) & 0xFFF8);
+        m = _mm_adds_epi16(_mm_cvtsi32_si128(static_cast<std::uint16_t>(sd[n])), _mm_mulhrs_epi16(m, beta));
+        sd[n] = static_cast<Zin16s>(_mm_cvtsi128_si32(_mm_and_si128(_mm_adds_epi16(m, m), mask)));
     }
-    *mem = m;
+    *mem = static_cast<Zin16s>(_mm_cvtsi128_si32(m));
 }
 
 // ---- 4.2.13 weighting filter -------------------------------------------
@@ -217,10 +222,6 @@ void schur(const Zin32s* acf, Zin16s* r, int order) {
 
 // ---- 4.2.10 and 4.3.4 the order-8 lattices ----------------------------------
 
-// mult_r where the first operand is not -32768: no saturation can arise.
-inline int32_t mult_r_c(int32_t c, int32_t x) { return (c * x + 16384) >> 15; }
-inline int32_t sat32to16(int32_t x) { return x > 32767 ? 32767 : (x < -32768 ? -32768 : x); }
-
 bool has_min16(const Zin16s* c) {
     for (int i = 0; i < 8; ++i)
         if (c[i] == -32768) return true;
@@ -291,32 +292,42 @@ void analysis_lattice(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
 }
 
 void synthesis_lattice(const Zin16s* rrp, const Zin16s* src, Zin16s* dst, int len, Zin16s* mem) {
-    int32_t v[9], c[8];
-    for (int i = 0; i < 8; ++i) v[i] = mem[i], c[i] = rrp[i];
-    v[8] = 0;
     if (has_min16(rrp)) {
+        Zin16s v[9], c[8];
+        for (int i = 0; i < 8; ++i) v[i] = mem[i], c[i] = rrp[i];
+        v[8] = 0;
         for (int n = 0; n < len; ++n) {
             Zin16s sr = src[n];
             for (int i = 7; i >= 0; --i) {
-                sr = sub16(sr, fx::mul16_round(static_cast<Zin16s>(c[i]), static_cast<Zin16s>(v[i])));
-                v[i + 1] = add16(static_cast<Zin16s>(v[i]), fx::mul16_round(static_cast<Zin16s>(c[i]), sr));
+                sr = sub16(sr, fx::mul16_round(c[i], v[i]));
+                v[i + 1] = add16(v[i], fx::mul16_round(c[i], sr));
             }
             v[0] = sr;
             dst[n] = sr;
         }
-    } else {
-        for (int n = 0; n < len; ++n) {
-            int32_t sr = src[n];
-#pragma GCC unroll 8
-            for (int i = 7; i >= 0; --i) {
-                sr = sat32to16(sr - mult_r_c(c[i], v[i]));
-                v[i + 1] = sat32to16(v[i] + mult_r_c(c[i], sr));
-            }
-            v[0] = sr;
-            dst[n] = static_cast<Zin16s>(sr);
-        }
+        for (int i = 0; i < 8; ++i) mem[i] = v[i];
+        return;
     }
-    for (int i = 0; i < 8; ++i) mem[i] = static_cast<Zin16s>(v[i]);
+    // Each stage value in lane 0 of its own vector: pmulhrsw is mult_r and
+    // psubsw/paddsw the saturating sub and add, one instruction each, which
+    // keeps both the sample-to-sample path and the count of operations short.
+    __m128i vv[9], cc[8];
+    for (int i = 0; i < 8; ++i) {
+        vv[i] = _mm_cvtsi32_si128(static_cast<std::uint16_t>(mem[i]));
+        cc[i] = _mm_cvtsi32_si128(static_cast<std::uint16_t>(rrp[i]));
+    }
+    vv[8] = _mm_setzero_si128();
+    for (int n = 0; n < len; ++n) {
+        __m128i sr = _mm_cvtsi32_si128(static_cast<std::uint16_t>(src[n]));
+#pragma GCC unroll 8
+        for (int i = 7; i >= 0; --i) {
+            sr = _mm_subs_epi16(sr, _mm_mulhrs_epi16(cc[i], vv[i]));
+            vv[i + 1] = _mm_adds_epi16(vv[i], _mm_mulhrs_epi16(cc[i], sr));
+        }
+        vv[0] = sr;
+        dst[n] = static_cast<Zin16s>(_mm_cvtsi128_si32(sr));
+    }
+    for (int i = 0; i < 8; ++i) mem[i] = static_cast<Zin16s>(_mm_cvtsi128_si32(vv[i]));
 }
 
 // ---- 4.2.16 APCM inverse quantisation ---------------------------------------
