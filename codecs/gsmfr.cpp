@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include <emmintrin.h>
+
 #include "codec.h"
 #include "zinsc.h"
 
@@ -50,6 +52,23 @@ constexpr int16_t kQLB[4] = {3277, 11469, 21299, 32767};
 constexpr int16_t kNRFAC[8] = {29128, 26215, 23832, 21846, 20165, 18725, 17476, 16384};
 constexpr int16_t kFAC[8] = {18431, 20479, 22527, 24575, 26623, 28671, 30719, 32767};
 
+// Four dot products of a[0..n) with b0, b0+step, b0+2*step, b0+3*step (n a
+// multiple of 8): exact in 32 bits for the magnitudes used here.
+inline void dot4(const int16_t* a, const int16_t* b0, std::ptrdiff_t step, int n, int32_t* out) {
+    __m128i s0 = _mm_setzero_si128(), s1 = s0, s2 = s0, s3 = s0;
+    for (int i = 0; i < n; i += 8) {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
+        s0 = _mm_add_epi32(s0, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + i))));
+        s1 = _mm_add_epi32(s1, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + step + i))));
+        s2 = _mm_add_epi32(s2, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + 2 * step + i))));
+        s3 = _mm_add_epi32(s3, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + 3 * step + i))));
+    }
+    const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s0, s1), _mm_unpackhi_epi32(s0, s1));
+    const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s2, s3), _mm_unpackhi_epi32(s2, s3));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                     _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
+}
+
 // ---- 4.2.4 autocorrelation, with its own dynamic scaling ------------------
 
 void autocorrelation(int16_t* s, int32_t* acf) {
@@ -59,12 +78,15 @@ void autocorrelation(int16_t* s, int32_t* acf) {
         const int16_t f = static_cast<int16_t>(16384 >> (scalauto - 1));
         for (int k = 0; k < 160; ++k) s[k] = mult_r(s[k], f);
     }
-    // |s| < 2^11 now: 160 products stay below 2^30.
-    for (int k = 0; k <= 8; ++k) {
-        int32_t sum = 0;
-        for (int i = k; i < 160; ++i) sum += int32_t{s[i]} * s[i - k];
-        acf[k] = sum << 1;
-    }
+    // |s| < 2^11 now: 160 products stay below 2^30. With zeros before
+    // the signal every lag is a dot product over all 160 samples.
+    int16_t sp[12 + 160] = {};
+    std::memcpy(sp + 12, s, 160 * sizeof(int16_t));
+    int32_t r[12];
+    dot4(s, sp + 12, -1, 160, r);     // lags 0..3
+    dot4(s, sp + 8, -1, 160, r + 4);  // lags 4..7
+    dot4(s, sp + 4, -1, 160, r + 8);  // lag 8 (and three lags unused)
+    for (int k = 0; k <= 8; ++k) acf[k] = r[k] << 1;
     // The rescaled signal, with the bits that the scaling lost, is what the
     // short-term analysis filter sees.
     if (scalauto > 0)
@@ -189,16 +211,17 @@ void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_
     int16_t wt[40];
     for (int k = 0; k < 40; ++k) wt[k] = static_cast<int16_t>(d[k] >> scal);
 
-    // |wt| < 2^9: forty products stay below 2^30.
+    // |wt| < 2^9: forty products stay below 2^30. Lags 40..120 in fours,
+    // the first maximum in lag order wins.
+    int32_t cc[81];
+    for (int lambda = 40; lambda <= 116; lambda += 4) dot4(wt, dp - lambda, -1, 40, cc + (lambda - 40));
+    dot4(wt, dp - 117, -1, 40, cc + 77);  // 117..120, within d'[-120..-1]
     int32_t L_max = 0;
     int16_t Nc = 40;
-    for (int lambda = 40; lambda <= 120; ++lambda) {
-        const int16_t* p = dp - lambda;
-        int32_t acc = 0;
-        for (int k = 0; k < 40; ++k) acc += int32_t{wt[k]} * p[k];
-        if (acc > L_max) {
-            Nc = static_cast<int16_t>(lambda);
-            L_max = acc;
+    for (int j = 0; j <= 80; ++j) {
+        if (cc[j] > L_max) {
+            Nc = static_cast<int16_t>(40 + j);
+            L_max = cc[j];
         }
     }
     Nc_out = Nc;

@@ -388,7 +388,9 @@ TEST(GsmFrBlocks, SchurZeroAndBreakdownRules) {
 TEST(GsmFrBlocks, LatticesMatchScalarAndCarryMemory) {
     for (int len : zt::test_lengths()) {
         for (zt::Pattern pat : zt::kPatterns) {
-            const auto rc = random_rc();
+            auto rc = random_rc();
+            // A coefficient of -32768 meets -32768 in the signal: mult_r saturates.
+            if (pat == zt::Pattern::FullScaleNegative || pat == zt::Pattern::Alternating) rc[len % 8] = -32768;
             const auto x = zt::pattern16(pat, len);
             auto mem = zt::random16(8, -20000, 20000);
             auto rmem = mem;
