@@ -216,14 +216,14 @@ void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_
     int32_t cc[81];
     for (int lambda = 40; lambda <= 116; lambda += 4) dot4(wt, dp - lambda, -1, 40, cc + (lambda - 40));
     dot4(wt, dp - 117, -1, 40, cc + 77);  // 117..120, within d'[-120..-1]
+    // The largest correlation above zero and its first lag; 40 if none is
+    // above zero (two passes without branches on the data).
     int32_t L_max = 0;
-    int16_t Nc = 40;
-    for (int j = 0; j <= 80; ++j) {
-        if (cc[j] > L_max) {
-            Nc = static_cast<int16_t>(40 + j);
-            L_max = cc[j];
-        }
-    }
+    for (int j = 0; j <= 80; ++j) L_max = std::max(L_max, cc[j]);
+    int j = 0;
+    if (L_max > 0)
+        while (cc[j] != L_max) ++j;
+    const int16_t Nc = static_cast<int16_t>(40 + j);
     Nc_out = Nc;
     L_max = (L_max << 1) >> (6 - scal);
 

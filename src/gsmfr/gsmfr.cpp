@@ -255,19 +255,24 @@ void analysis_lattice_wave(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
     const Zin16s last = s[len - 1];
     __m128i dout = _mm_setzero_si128(), s1 = _mm_setzero_si128(), s2 = _mm_setzero_si128();
     alignas(16) Zin16s sv[8];
-    const int steps = len + 7;
-    for (int t = 0; t < steps; ++t) {
+    // Lane t meets its first sample at step t: its u is the memory.
+    alignas(16) static constexpr Zin16s kLane[8][8] = {
+        {-1, 0, 0, 0, 0, 0, 0, 0}, {0, -1, 0, 0, 0, 0, 0, 0}, {0, 0, -1, 0, 0, 0, 0, 0}, {0, 0, 0, -1, 0, 0, 0, 0},
+        {0, 0, 0, 0, -1, 0, 0, 0}, {0, 0, 0, 0, 0, -1, 0, 0}, {0, 0, 0, 0, 0, 0, -1, 0}, {0, 0, 0, 0, 0, 0, 0, -1}};
+    auto step = [&](Zin16s xt, Zin16s xp) {
+        const __m128i d = _mm_insert_epi16(_mm_slli_si128(dout, 2), xt, 0);
+        const __m128i u = _mm_insert_epi16(_mm_slli_si128(s2, 2), xp, 0);
+        dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
+        s2 = s1;
+        s1 = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
+    };
+    // The general step: the first eight steps, and the ones past the input.
+    auto edge_step = [&](int t) {
         const Zin16s xt = t < len ? s[t] : Zin16s{0};
         const Zin16s xp = t >= 1 && t - 1 < len ? s[t - 1] : Zin16s{0};
         __m128i d = _mm_insert_epi16(_mm_slli_si128(dout, 2), xt, 0);
         __m128i u = _mm_insert_epi16(_mm_slli_si128(s2, 2), xp, 0);
-        if (t < 8) {
-            // Lane t meets its first sample now: its u is the memory.
-            alignas(16) static constexpr Zin16s kLane[8][8] = {
-                {-1, 0, 0, 0, 0, 0, 0, 0}, {0, -1, 0, 0, 0, 0, 0, 0}, {0, 0, -1, 0, 0, 0, 0, 0}, {0, 0, 0, -1, 0, 0, 0, 0},
-                {0, 0, 0, 0, -1, 0, 0, 0}, {0, 0, 0, 0, 0, -1, 0, 0}, {0, 0, 0, 0, 0, 0, -1, 0}, {0, 0, 0, 0, 0, 0, 0, -1}};
-            u = _mm_blendv_epi8(u, m, _mm_load_si128(reinterpret_cast<const __m128i*>(kLane[t])));
-        }
+        if (t < 8) u = _mm_blendv_epi8(u, m, _mm_load_si128(reinterpret_cast<const __m128i*>(kLane[t])));
         dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
         const __m128i sn = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
         s2 = s1;
@@ -280,7 +285,17 @@ void analysis_lattice_wave(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
             const int lane = t - len + 1;
             mem[lane + 1] = sv[lane];
         }
+    };
+    const int steps = len + 7;
+    const int head = steps < 8 ? steps : 8;
+    int t = 0;
+    for (; t < head; ++t) edge_step(t);
+    // Steady state: every lane busy, input and output in range.
+    for (; t < len - 1; ++t) {
+        step(s[t], s[t - 1]);
+        s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
     }
+    for (; t < steps; ++t) edge_step(t);
     mem[0] = last;
 }
 
