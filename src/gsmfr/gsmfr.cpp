@@ -32,11 +32,16 @@ struct HpState {
     Zin32s z1;
 };
 
+// With msp = z2 >> 15 and lsp = z2 & 0x7FFF, 32735 = 32768 - 33 gives
+//   msp * 32735 = z2 - lsp - 33 msp  and
+//   (lsp * 32735 + 16384) >> 15 = lsp + ((16384 - 33 lsp) >> 15),
+// so the recursive part is z2 - 33 msp + ((16384 - 33 lsp) >> 15), the same
+// value (modulo 2^32) with a shorter path from one sample to the next.
 inline Zin16s hp_step(Zin16s x, HpState& st) {
     const Zin32s s = (Zin32s{x} >> 3) << 2;
     const Zin32s z2 = static_cast<Zin32s>(st.z2);
-    const std::uint32_t rec_hi = static_cast<std::uint32_t>(z2 >> 15) * 32735u;
-    const std::uint32_t rec_lo = static_cast<std::uint32_t>(((z2 & 0x7FFF) * 32735 + 16384) >> 15);
+    const std::uint32_t rec_hi = st.z2 - static_cast<std::uint32_t>(z2 >> 15) * 33u;
+    const std::uint32_t rec_lo = static_cast<std::uint32_t>((16384 - (z2 & 0x7FFF) * 33) >> 15);
     const std::uint32_t nonrec = static_cast<std::uint32_t>(s - st.z1) << 15;
     const std::uint32_t l = nonrec + rec_hi + rec_lo;
     st.z2 = l;
@@ -259,13 +264,6 @@ void analysis_lattice_wave(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
     alignas(16) static constexpr Zin16s kLane[8][8] = {
         {-1, 0, 0, 0, 0, 0, 0, 0}, {0, -1, 0, 0, 0, 0, 0, 0}, {0, 0, -1, 0, 0, 0, 0, 0}, {0, 0, 0, -1, 0, 0, 0, 0},
         {0, 0, 0, 0, -1, 0, 0, 0}, {0, 0, 0, 0, 0, -1, 0, 0}, {0, 0, 0, 0, 0, 0, -1, 0}, {0, 0, 0, 0, 0, 0, 0, -1}};
-    auto step = [&](Zin16s xt, Zin16s xp) {
-        const __m128i d = _mm_insert_epi16(_mm_slli_si128(dout, 2), xt, 0);
-        const __m128i u = _mm_insert_epi16(_mm_slli_si128(s2, 2), xp, 0);
-        dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
-        s2 = s1;
-        s1 = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
-    };
     // The general step: the first eight steps, and the ones past the input.
     auto edge_step = [&](int t) {
         const Zin16s xt = t < len ? s[t] : Zin16s{0};
@@ -290,10 +288,21 @@ void analysis_lattice_wave(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
     const int head = steps < 8 ? steps : 8;
     int t = 0;
     for (; t < head; ++t) edge_step(t);
-    // Steady state: every lane busy, input and output in range.
-    for (; t < len - 1; ++t) {
-        step(s[t], s[t - 1]);
-        s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
+    // Steady state: every lane busy, input and output in range. The new
+    // sample enters lane 0 by palignr from a load whose top lane holds it
+    // (the lanes below it may already be outputs; they are not used).
+    if (t < len - 1) {
+        __m128i xprev = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + t - 8));
+        for (; t < len - 1; ++t) {
+            const __m128i xv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + t - 7));
+            const __m128i d = _mm_alignr_epi8(dout, xv, 14);
+            const __m128i u = _mm_alignr_epi8(s2, xprev, 14);
+            dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
+            s2 = s1;
+            s1 = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
+            s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
+            xprev = xv;
+        }
     }
     for (; t < steps; ++t) edge_step(t);
     mem[0] = last;
