@@ -7,9 +7,11 @@
 namespace zc {
 
 // extern const CodecInfo kG726_16;   (one declaration per codec)
+extern const CodecInfo kGsmFr;
 
 namespace {
 const CodecInfo* const kCodecs[] = {
+    &kGsmFr,
     nullptr,  // placeholder until the first codec lands
 };
 }  // namespace

@@ -207,6 +207,23 @@ ZINSC_API ZinStatus zinsSynthesisFilter_NR_16s_Sfs(const Zin16s* pLPC, const Zin
 
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
 
+/* Offset compensation (GSM 06.10 4.2.1-4.2.2), wrapping; pMem[0] = z2, pMem[1] = z1, zero at stream start. */
+ZINSC_API ZinStatus zinsHighPassFilter_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin32s* pMem);
+/* Preemphasis (4.2.3): dst = src + mult_r(previous src, -28180); *pMem holds the previous input. */
+ZINSC_API ZinStatus zinsPreemphasize_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pMem);
+/* Deemphasis, upscaling and truncation (4.3.5-4.3.7) in place; *pMem holds the deemphasised value. */
+ZINSC_API ZinStatus zinsDeemphasize_GSMFR_16s_I(Zin16s* pSrcDst, int len, Zin16s* pMem);
+/* Weighting filter (4.2.13); reads pSrc[-5] to pSrc[len+4]. */
+ZINSC_API ZinStatus zinsWeightingFilter_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len);
+/* Schur recursion (4.2.5): order+1 autocorrelations to order reflection coefficients (order 1 to 8). */
+ZINSC_API ZinStatus zinsSchur_GSMFR_32s16s(const Zin32s* pSrc, Zin16s* pDst, int order);
+/* Order-8 short-term analysis lattice (4.2.10) in place; pMem holds the 8 stage delays. */
+ZINSC_API ZinStatus zinsShortTermAnalysisFilter_GSMFR_16s_I(const Zin16s* pRC, Zin16s* pSrcDst, int len, Zin16s* pMem);
+/* Order-8 short-term synthesis lattice (4.3.4); pMem holds the 8 stage delays. */
+ZINSC_API ZinStatus zinsShortTermSynthesisFilter_GSMFR_16s(const Zin16s* pRC, const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pMem);
+/* APCM inverse quantisation (4.2.16) of 13 codes with the mantissa factor and the shift 6 - exponent. */
+ZINSC_API ZinStatus zinsRPEQuantDecode_GSMFR_16s(const Zin16s* pSrc, Zin16s ampl, Zin16s amplSfs, Zin16s* pDst);
+
 #ifdef __cplusplus
 }
 #endif
