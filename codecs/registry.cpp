@@ -11,6 +11,7 @@ extern const CodecInfo kG726_16;
 extern const CodecInfo kG726_24;
 extern const CodecInfo kG726_32;
 extern const CodecInfo kG726_40;
+extern const CodecInfo kGsmFr;
 
 namespace {
 const CodecInfo* const kCodecs[] = {
@@ -18,6 +19,7 @@ const CodecInfo* const kCodecs[] = {
     &kG726_24,
     &kG726_32,
     &kG726_40,
+    &kGsmFr,
 };
 }  // namespace
 
