@@ -7,9 +7,13 @@
 namespace zc {
 
 // extern const CodecInfo kG726_16;   (one declaration per codec)
+extern const CodecInfo kG722_64, kG722_56, kG722_48;
 
 namespace {
 const CodecInfo* const kCodecs[] = {
+    &kG722_64,
+    &kG722_56,
+    &kG722_48,
     nullptr,  // placeholder until the first codec lands
 };
 }  // namespace

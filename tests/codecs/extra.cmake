@@ -1,0 +1,3 @@
+# The whole codecs of the caller's side, compared with their Debian peers.
+pkg_check_modules(SPANDSP REQUIRED IMPORTED_TARGET spandsp)
+target_link_libraries(test_${dir} PRIVATE zinsc_codecs PkgConfig::SPANDSP)
