@@ -5,15 +5,13 @@
 
 #include <immintrin.h>
 
+#include <array>
+
 #include "../frame/registry.h"
 #include "g722_tables.h"
 #include "kernels/fixed_point.h"
 
 namespace zin::g722 {
-
-using fx::add16;
-using fx::mul16;
-using fx::sub16;
 
 void init_state(State* s) {
     *s = State{};
@@ -23,170 +21,184 @@ void init_state(State* s) {
 
 namespace {
 
-// One band's adaptive predictor and scale factor, held in locals for the
-// length of a call.
+// One band's adaptive predictor and scale factor, held in registers for the
+// length of a call. The zero predictor lives in two vectors: lanes 0 to 5
+// of `b` are B1..B6 (lanes 6 and 7 stay zero), lanes 0 to 5 of `d` the
+// delayed differences D1..D6.
 struct Band {
-    Zin16s a1, a2;   // pole coefficients
-    Zin16s b[6];     // zero coefficients B1..B6
-    Zin16s dl[6];    // delayed quantised differences D1..D6
-    Zin16s det, nb;  // linear and logarithmic scale factor
-    Zin16s p1, p2;   // delayed partial reconstructed signals
-    Zin16s r1, r2;   // delayed reconstructed signals
-    Zin16s d0, p0, r0;
-    Zin16s sz, sp, s;
+    __m128i b, d;
+    int a1, a2;   // pole coefficients
+    int det, nb;  // linear and logarithmic scale factor
+    int p1, p2;   // delayed partial reconstructed signals
+    int r1, r2;   // delayed reconstructed signals
+    int d0, p0, r0;
+    int sz, sp, s;
 };
 
-void load_low(const State* st, Band& B) {
-    B.a1 = st->poles[0];
-    B.a2 = st->poles[1];
-    for (int i = 0; i < 6; ++i) {
-        B.b[i] = st->zerosLow[i];
-        B.dl[i] = static_cast<Zin16s>(st->dltLow[i]);
-    }
-    B.det = st->detLow;
-    B.nb = st->nblLow;
-    B.p1 = st->pltLow[0];
-    B.p2 = st->pltLow[1];
-    B.r1 = st->rltLow[0];
-    B.r2 = st->rltLow[1];
-    B.d0 = st->dLow;
-    B.p0 = st->work[0];
-    B.r0 = st->work[1];
-    B.sz = st->szLow;
-    B.sp = st->spLow;
-    B.s = st->sLow;
+inline __m128i load6(const Zin16s* p) {
+    alignas(16) Zin16s t[8] = {p[0], p[1], p[2], p[3], p[4], p[5], 0, 0};
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(t));
+}
+inline void store6(Zin16s* p, __m128i v) {
+    alignas(16) Zin16s t[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(t), v);
+    for (int i = 0; i < 6; ++i) p[i] = t[i];
+}
+inline __m128i load6_32(const Zin32s* p) {
+    const Zin16s t[6] = {static_cast<Zin16s>(p[0]), static_cast<Zin16s>(p[1]), static_cast<Zin16s>(p[2]),
+                         static_cast<Zin16s>(p[3]), static_cast<Zin16s>(p[4]), static_cast<Zin16s>(p[5])};
+    return load6(t);
+}
+inline void store6_32(Zin32s* p, __m128i v) {
+    Zin16s t[6];
+    store6(t, v);
+    for (int i = 0; i < 6; ++i) p[i] = t[i];
 }
 
-void store_low(State* st, const Band& B) {
-    st->poles[0] = B.a1;
-    st->poles[1] = B.a2;
-    for (int i = 0; i < 6; ++i) {
-        st->zerosLow[i] = B.b[i];
-        st->dltLow[i] = B.dl[i];
-    }
-    st->detLow = B.det;
-    st->nblLow = B.nb;
-    st->pltLow[0] = B.p1;
-    st->pltLow[1] = B.p2;
-    st->rltLow[0] = B.r1;
-    st->rltLow[1] = B.r2;
-    st->dLow = B.d0;
-    st->work[0] = B.p0;
-    st->work[1] = B.r0;
-    st->szLow = B.sz;
-    st->spLow = B.sp;
-    st->sLow = B.s;
+// Field groups of one band in the state object.
+struct BandFields {
+    Zin16s *a, *b, *det, *nb;
+    Zin32s* dlt;
+    Zin16s *work, *plt, *rlt, *d0, *sz, *sp, *s;
+};
+inline BandFields low_fields(State* st) {
+    return {st->poles,   st->zerosLow, &st->detLow, &st->nblLow, st->dltLow, st->work,
+            st->pltLow,  st->rltLow,   &st->dLow,   &st->szLow,  &st->spLow, &st->sLow};
+}
+inline BandFields high_fields(State* st) {
+    return {st->poles + 2, st->zerosHigh, &st->detHigh, &st->nbhHigh, st->dltHigh, st->work + 2,
+            st->pltHigh,   st->rltHigh,   &st->dHigh,   &st->szHigh,  &st->spHigh, &st->sHigh};
 }
 
-void load_high(const State* st, Band& B) {
-    B.a1 = st->poles[2];
-    B.a2 = st->poles[3];
-    for (int i = 0; i < 6; ++i) {
-        B.b[i] = st->zerosHigh[i];
-        B.dl[i] = static_cast<Zin16s>(st->dltHigh[i]);
-    }
-    B.det = st->detHigh;
-    B.nb = st->nbhHigh;
-    B.p1 = st->pltHigh[0];
-    B.p2 = st->pltHigh[1];
-    B.r1 = st->rltHigh[0];
-    B.r2 = st->rltHigh[1];
-    B.d0 = st->dHigh;
-    B.p0 = st->work[2];
-    B.r0 = st->work[3];
-    B.sz = st->szHigh;
-    B.sp = st->spHigh;
-    B.s = st->sHigh;
+void load_band(const BandFields& f, Band& B) {
+    B.b = load6(f.b);
+    B.d = load6_32(f.dlt);
+    B.a1 = f.a[0];
+    B.a2 = f.a[1];
+    B.det = *f.det;
+    B.nb = *f.nb;
+    B.p0 = f.work[0];
+    B.r0 = f.work[1];
+    B.p1 = f.plt[0];
+    B.p2 = f.plt[1];
+    B.r1 = f.rlt[0];
+    B.r2 = f.rlt[1];
+    B.d0 = *f.d0;
+    B.sz = *f.sz;
+    B.sp = *f.sp;
+    B.s = *f.s;
 }
 
-void store_high(State* st, const Band& B) {
-    st->poles[2] = B.a1;
-    st->poles[3] = B.a2;
-    for (int i = 0; i < 6; ++i) {
-        st->zerosHigh[i] = B.b[i];
-        st->dltHigh[i] = B.dl[i];
-    }
-    st->detHigh = B.det;
-    st->nbhHigh = B.nb;
-    st->pltHigh[0] = B.p1;
-    st->pltHigh[1] = B.p2;
-    st->rltHigh[0] = B.r1;
-    st->rltHigh[1] = B.r2;
-    st->dHigh = B.d0;
-    st->work[2] = B.p0;
-    st->work[3] = B.r0;
-    st->szHigh = B.sz;
-    st->spHigh = B.sp;
-    st->sHigh = B.s;
+void store_band(const BandFields& f, const Band& B) {
+    store6(f.b, B.b);
+    store6_32(f.dlt, B.d);
+    f.a[0] = static_cast<Zin16s>(B.a1);
+    f.a[1] = static_cast<Zin16s>(B.a2);
+    *f.det = static_cast<Zin16s>(B.det);
+    *f.nb = static_cast<Zin16s>(B.nb);
+    f.work[0] = static_cast<Zin16s>(B.p0);
+    f.work[1] = static_cast<Zin16s>(B.r0);
+    f.plt[0] = static_cast<Zin16s>(B.p1);
+    f.plt[1] = static_cast<Zin16s>(B.p2);
+    f.rlt[0] = static_cast<Zin16s>(B.r1);
+    f.rlt[1] = static_cast<Zin16s>(B.r2);
+    *f.d0 = static_cast<Zin16s>(B.d0);
+    *f.sz = static_cast<Zin16s>(B.sz);
+    *f.sp = static_cast<Zin16s>(B.sp);
+    *f.s = static_cast<Zin16s>(B.s);
 }
+
+inline int sat16i(int x) { return x > 32767 ? 32767 : (x < -32768 ? -32768 : x); }
 
 // Quantised difference of INVQAL/INVQAH/INVQBL: mult(DET, level * 8).
-inline Zin16s inv_quant(Zin16s det, Zin16s level8) { return static_cast<Zin16s>((Zin32s{det} * level8) >> 15); }
+inline int inv_quant(int det, int level8) { return (det * level8) >> 15; }
+
+// Scale factors by the log scale factor: ILA * 4 + 4 (SCALEL, SCALEH).
+constexpr std::array<Zin16s, 353> kDet = [] {
+    std::array<Zin16s, 353> t{};
+    for (int i = 0; i < 353; ++i) t[i] = static_cast<Zin16s>(kIla[i] * 4 + 4);
+    return t;
+}();
+
+// FILTEZ: the six products summed from the oldest tap with saturation at
+// each step. When no product exceeds 32767/6 in magnitude no partial sum can
+// saturate, and the sum is taken as a tree in 16-bit lanes.
+inline int filtez(__m128i t) {
+    const __m128i big = _mm_cmpgt_epi16(_mm_abs_epi16(t), _mm_set1_epi16(5461));
+    if (__builtin_expect(_mm_movemask_epi8(big) == 0, 1)) {
+        __m128i s = _mm_add_epi16(t, _mm_srli_si128(t, 8));
+        s = _mm_add_epi16(s, _mm_srli_si128(s, 4));
+        s = _mm_add_epi16(s, _mm_srli_si128(s, 2));
+        return static_cast<Zin16s>(_mm_cvtsi128_si32(s));
+    }
+    alignas(16) Zin16s v[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(v), t);
+    int sz = 0;
+    for (int i = 5; i >= 0; --i) sz = sat16i(sz + v[i]);
+    return sz;
+}
 
 // The adaptation common to both bands and both directions (G.722 blocks
 // LOGSCL/LOGSCH, SCALEL/SCALEH, PARREC, RECONS, UPZERO, UPPOL2, UPPOL1,
 // FILTEZ, FILTEP, PREDIC), given the quantised difference `dq` computed with
-// the old scale factor and the log multiplier `w` of the code.
+// the old scale factor and the log multiplier `w` of the code. Sums that
+// cannot leave 16 bits are plain; the others saturate as add() does.
 template <int kNbMax, int kIlaOffset>
-inline void adapt(Band& B, Zin16s dq, Zin16s w) {
-    // LOGSCL / LOGSCH: NB = NB * 127/128 + W, limited.
-    int nb = ((Zin32s{B.nb} * 127) >> 7) + w;
+inline void adapt(Band& B, int dq, int w) {
+    // LOGSCL / LOGSCH: NB = NB * 127/128 + W, limited; SCALEL / SCALEH.
+    int nb = ((B.nb * 127) >> 7) + w;
     nb = nb < 0 ? 0 : (nb > kNbMax ? kNbMax : nb);
-    B.nb = static_cast<Zin16s>(nb);
-    // SCALEL / SCALEH.
-    B.det = static_cast<Zin16s>(kIla[(nb >> 6) + kIlaOffset] * 4 + 4);
+    B.nb = nb;
+    B.det = kDet[(nb >> 6) + kIlaOffset];
 
     // PARREC, RECONS.
-    const Zin16s p0 = add16(dq, B.sz);
-    const Zin16s r0 = add16(B.s, dq);
+    const int p0 = sat16i(dq + B.sz);
+    const int r0 = sat16i(B.s + dq);
     B.d0 = dq;
     B.p0 = p0;
     B.r0 = r0;
 
-    // UPZERO: leak each zero and step it by the agreement of signs, then
-    // delay the differences.
-    const Zin16s step = dq == 0 ? 0 : 128;
-    for (int i = 5; i >= 0; --i) {
-        const Zin16s g = ((B.dl[i] ^ dq) < 0) ? static_cast<Zin16s>(-step) : step;
-        B.b[i] = add16(g, mul16(B.b[i], 32640));
-    }
-    for (int i = 5; i > 0; --i) B.dl[i] = B.dl[i - 1];
-    B.dl[0] = dq;
+    // UPZERO: B = mult(B, 32640) +-128 by the agreement of the signs of the
+    // new and the delayed difference (no step for a zero difference), with
+    // mult(B, 32640) = B + floor(-B / 256); then delay the differences.
+    const __m128i dqv = _mm_set1_epi16(static_cast<Zin16s>(dq));
+    const __m128i step = _mm_sign_epi16(_mm_setr_epi16(128, 128, 128, 128, 128, 128, 0, 0), dqv);
+    const __m128i term = _mm_sign_epi16(step, _mm_or_si128(B.d, _mm_set1_epi16(1)));
+    const __m128i leak = _mm_add_epi16(B.b, _mm_mulhi_epi16(B.b, _mm_set1_epi16(-256)));
+    const __m128i b = _mm_adds_epi16(term, leak);
+    const __m128i d = _mm_alignr_epi8(B.d, dqv, 14);
+    B.b = b;
+    B.d = d;
 
-    // UPPOL2.
+    // FILTEZ: mult(add(D, D), B) = (2D * B) >> 15 per lane.
+    const __m128i x = _mm_adds_epi16(d, d);
+    const __m128i t = _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(x, b), 1), _mm_srli_epi16(_mm_mullo_epi16(x, b), 15));
+    const int sz = filtez(t);
+
+    // UPPOL2: the 4 * A1 term saturates to 16 bits, as does its negation.
     const bool s0 = p0 < 0, s1 = B.p1 < 0, s2 = B.p2 < 0;
-    const Zin16s w1 = fx::shl16(B.a1, 2);
-    Zin16s w2 = s0 == s1 ? sub16(0, w1) : w1;
-    w2 = static_cast<Zin16s>(w2 >> 7);
-    const Zin16s w4 = add16(w2, static_cast<Zin16s>(s0 == s2 ? 128 : -128));
-    Zin16s a2 = add16(w4, mul16(B.a2, 32512));
-    a2 = a2 > 12288 ? Zin16s{12288} : (a2 < -12288 ? Zin16s{-12288} : a2);
+    int w1 = B.a1 * 4;
+    w1 = w1 > 32767 ? 32767 : (w1 < -32768 ? -32768 : w1);
+    int w2 = s0 == s1 ? (w1 == -32768 ? 32767 : -w1) : w1;
+    int a2 = (w2 >> 7) + (s0 == s2 ? 128 : -128) + ((B.a2 * 32512) >> 15);
+    a2 = a2 > 12288 ? 12288 : (a2 < -12288 ? -12288 : a2);
 
     // UPPOL1.
-    Zin16s a1 = add16(static_cast<Zin16s>(s0 == s1 ? 192 : -192), mul16(B.a1, 32640));
-    const Zin16s lim = sub16(15360, a2);
-    if (a1 > lim)
-        a1 = lim;
-    else if (a1 < -lim)
-        a1 = static_cast<Zin16s>(-lim);
+    int a1 = (s0 == s1 ? 192 : -192) + ((B.a1 * 32640) >> 15);
+    const int lim = 15360 - a2;
+    a1 = a1 > lim ? lim : (a1 < -lim ? -lim : a1);
     B.a1 = a1;
     B.a2 = a2;
     B.p2 = B.p1;
     B.p1 = p0;
 
-    // FILTEZ, summed from the oldest tap with saturation at each step.
-    Zin16s sz = 0;
-    for (int i = 5; i >= 0; --i) sz = add16(sz, mul16(add16(B.dl[i], B.dl[i]), B.b[i]));
-    B.sz = sz;
-
-    // FILTEP.
+    // FILTEP, PREDIC.
     B.r2 = B.r1;
     B.r1 = r0;
-    const Zin16s sp = add16(mul16(a1, add16(B.r1, B.r1)), mul16(a2, add16(B.r2, B.r2)));
+    const int sp = sat16i(((a1 * sat16i(2 * r0)) >> 15) + ((a2 * sat16i(2 * B.r2)) >> 15));
     B.sp = sp;
-
-    // PREDIC.
-    B.s = add16(sp, sz);
+    B.sz = sz;
+    B.s = sat16i(sp + sz);
 }
 
 // Decision levels of QUANTL multiplied by 16, in four vectors of eight; the
@@ -198,46 +210,68 @@ alignas(16) constexpr std::uint16_t kQ6x16[32] = {
     1765 * 16, 1980 * 16, 2195 * 16, 2557 * 16, 2919 * 16, 0,         0,         0};
 static_assert(kQ6x16[0] == kQ6[1] * 16 && kQ6x16[28] == kQ6[29] * 16);
 
-// QUANTL: the interval 1..30 of a magnitude `wd` (0..32767): the smallest
-// index whose level, scaled by DETL >> 12, exceeds wd, or 30.
-inline int quantl_interval(int wd, Zin16s det) {
-    const __m128i dv = _mm_set1_epi16(det);
-    const __m128i wv = _mm_set1_epi16(static_cast<Zin16s>(wd));
+// The four vectors of levels scaled by DETL: (level * 16 * det) >> 16 ==
+// (level * det) >> 12, at most 12800.
+struct ScaledLevels {
+    __m128i v0, v1, v2, v3;
+};
+inline ScaledLevels scale_levels(int det) {
+    const __m128i dv = _mm_set1_epi16(static_cast<Zin16s>(det));
     const __m128i* q = reinterpret_cast<const __m128i*>(kQ6x16);
-    // (level * 16 * det) >> 16 == (level * det) >> 12, at most 12800.
-    const __m128i g0 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 0), dv), wv);
-    const __m128i g1 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 1), dv), wv);
-    const __m128i g2 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 2), dv), wv);
-    const __m128i g3 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 3), dv), wv);
+    return {_mm_mulhi_epu16(_mm_load_si128(q + 0), dv), _mm_mulhi_epu16(_mm_load_si128(q + 1), dv),
+            _mm_mulhi_epu16(_mm_load_si128(q + 2), dv), _mm_mulhi_epu16(_mm_load_si128(q + 3), dv)};
+}
+
+// QUANTL: the interval 1..30 of a magnitude `wd` (0..32767): the smallest
+// index whose scaled level exceeds wd, or 30.
+inline int quantl_interval(const ScaledLevels& L, int wd) {
+    const __m128i wv = _mm_set1_epi16(static_cast<Zin16s>(wd));
+    const __m128i g0 = _mm_cmpgt_epi16(L.v0, wv), g1 = _mm_cmpgt_epi16(L.v1, wv);
+    const __m128i g2 = _mm_cmpgt_epi16(L.v2, wv), g3 = _mm_cmpgt_epi16(L.v3, wv);
     const unsigned m = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(g0, g1))) |
                        (static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(g2, g3))) << 16) | 0xE0000000u;
     return 1 + __builtin_ctz(m);
 }
 
+// Per sign and interval of QUANTL: the code, its 4-bit inverse-quantiser
+// level and its log multiplier, read together.
+struct LowCode {
+    Zin16s code, level, w, pad;
+};
+constexpr std::array<std::array<LowCode, 32>, 2> kLowCode = [] {
+    std::array<std::array<LowCode, 32>, 2> t{};
+    for (int s = 0; s < 2; ++s)
+        for (int m = 0; m < 32; ++m) {
+            const int c = kQuantlCode[s][m];
+            t[s][m] = {static_cast<Zin16s>(c), kInvQ4[c >> 2], kWL4[c >> 2], 0};
+        }
+    return t;
+}();
+
 void encode_pairs(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
     Band L, H;
-    load_low(st, L);
-    load_high(st, H);
+    load_band(low_fields(st), L);
+    load_band(high_fields(st), H);
     for (int k = 0; k < pairs; ++k) {
         // Low band: SUBTRA, QUANTL.
+        const ScaledLevels lv = scale_levels(L.det);
         const int el = int{src[2 * k]} - L.s;
         int wdl = el >= 0 ? el : ~el;
         if (wdl > 32767) wdl = 32767;
-        const int il = kQuantlCode[el >= 0][quantl_interval(wdl, L.det)];
+        const LowCode& lc = kLowCode[el >= 0][quantl_interval(lv, wdl)];
         // High band: SUBTRA, QUANTH.
         const int eh = int{src[2 * k + 1]} - H.s;
         const int wdh = eh >= 0 ? eh : ~eh;
-        const int big = wdh >= ((kQ2 * H.det) >> 12);
+        const bool big = wdh >= ((kQ2 * H.det) >> 12);
         const int ih = eh >= 0 ? (big ? 2 : 3) : (big ? 0 : 1);
-        dst[2 * k] = static_cast<Zin16s>(il);
+        dst[2 * k] = lc.code;
         dst[2 * k + 1] = static_cast<Zin16s>(ih);
         // INVQAL/INVQAH and the adaptation.
-        const int il4 = il >> 2;
-        adapt<18432, 64>(L, inv_quant(L.det, kInvQ4[il4]), kWL4[il4]);
+        adapt<18432, 64>(L, inv_quant(L.det, lc.level), lc.w);
         adapt<22528, 0>(H, inv_quant(H.det, kInvQ2[ih]), kWH2[ih]);
     }
-    store_low(st, L);
-    store_high(st, H);
+    store_band(low_fields(st), L);
+    store_band(high_fields(st), H);
 }
 
 inline Zin16s limit(int x) { return static_cast<Zin16s>(x > 16383 ? 16383 : (x < -16384 ? -16384 : x)); }
@@ -245,21 +279,21 @@ inline Zin16s limit(int x) { return static_cast<Zin16s>(x > 16383 ? 16383 : (x <
 template <int kMode>
 void decode_pairs_mode(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
     Band L, H;
-    load_low(st, L);
-    load_high(st, H);
+    load_band(low_fields(st), L);
+    load_band(high_fields(st), H);
     for (int k = 0; k < pairs; ++k) {
         const int il = src[2 * k] & 63;
         const int ih = src[2 * k + 1] & 3;
         // INVQBL at the width of the mode, RECONS, LIMIT.
-        const Zin16s lvl = kMode == 1 ? kInvQ6[il] : (kMode == 2 ? kInvQ5[il >> 1] : kInvQ4[il >> 2]);
-        dst[2 * k] = limit(int{L.s} + inv_quant(L.det, lvl));
+        const int lvl = kMode == 1 ? kInvQ6[il] : (kMode == 2 ? kInvQ5[il >> 1] : kInvQ4[il >> 2]);
+        dst[2 * k] = limit(L.s + inv_quant(L.det, lvl));
         const int il4 = il >> 2;
         adapt<18432, 64>(L, inv_quant(L.det, kInvQ4[il4]), kWL4[il4]);
         adapt<22528, 0>(H, inv_quant(H.det, kInvQ2[ih]), kWH2[ih]);
         dst[2 * k + 1] = limit(H.r0);
     }
-    store_low(st, L);
-    store_high(st, H);
+    store_band(low_fields(st), L);
+    store_band(high_fields(st), H);
 }
 
 }  // namespace
