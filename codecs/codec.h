@@ -33,7 +33,7 @@ public:
     virtual ~Encoder() = default;
     virtual void encode(const int16_t* pcm, std::size_t samples, std::vector<uint8_t>& out) = 0;
     // Pads and emits a last partial frame, if the codec has frames.
-    virtual void finish(std::vector<uint8_t>& out) {}
+    virtual void finish(std::vector<uint8_t>& /*out*/) {}
 };
 
 // A running decoder: takes octets, any count per call, and appends samples

@@ -29,8 +29,12 @@ std::uint64_t enabled_cpu_features() {
     return mask;
 }
 
-int max_cache_size(std::int32_t* size) {
-    if (!size) return -1;
+namespace {
+
+// The largest data cache, read once at load (0: not known yet).
+std::int32_t g_cache_bytes = 0;
+
+int query_cache_size(std::int32_t* size) {
     unsigned a = 0, b = 0, c = 0, d = 0;
     std::int64_t largest = 0;
     // Deterministic cache parameters, one sub-leaf per cache.
@@ -49,6 +53,22 @@ int max_cache_size(std::int32_t* size) {
     if (largest <= 0) return -1;
     *size = largest > INT32_MAX ? INT32_MAX : static_cast<std::int32_t>(largest);
     return 0;
+}
+
+}  // namespace
+
+void read_at_load() {
+    std::int32_t bytes = 0;
+    if (query_cache_size(&bytes) == 0) g_cache_bytes = bytes;
+}
+
+int max_cache_size(std::int32_t* size) {
+    if (!size) return -1;
+    if (g_cache_bytes > 0) {
+        *size = g_cache_bytes;
+        return 0;
+    }
+    return query_cache_size(size);
 }
 
 void* allocate(std::int32_t bytes) {

@@ -23,6 +23,10 @@ enum CpuFeature : std::uint64_t {
 // Features of this processor that are in use (CPUID and XGETBV).
 std::uint64_t enabled_cpu_features();
 
+// Reads what the services below keep from the processor; the load hook
+// calls it once, and nothing writes it afterwards.
+void read_at_load();
+
 // Size in bytes of the largest data cache; returns 0 on success.
 int max_cache_size(std::int32_t* size);
 

@@ -16,6 +16,7 @@ constexpr ZinLibraryVersion kVersion = {
 unsigned char g_avx_ready = 0;
 
 __attribute__((constructor)) void on_process_attach() {
+    platform::read_at_load();
     const std::uint64_t features = platform::enabled_cpu_features();
     g_avx_ready = (features & platform::kCpuAvx) && (features & platform::kCpuOsYmm) ? 1 : 0;
 }

@@ -62,13 +62,14 @@ TEST(Generic, AutoScale) {
 
     for (int len : zt::test_lengths()) {
         for (int h : {0, 1, 3, 15, 20}) {
+          for (int off = 0; off < 8; ++off) {
             for (auto p : zt::kPatterns) {
                 auto a = zt::pattern16(p, len);
                 int m = 0;
                 for (auto x : a) m = std::max(m, std::min(32767, std::abs(int{x})));
                 int k = 16;
                 if (m) for (k = 0; (m << k) < 16384; ++k) {}
-                Misaligned<int16_t> S(len, len % 8), D(len, (len + 3) % 8);
+                Misaligned<int16_t> S(len, off), D(len, (off + 3) % 8);
                 S.assign(a);
                 int scale = h;
                 ASSERT_EQ(zinsAutoScale_16s(S.data(), D.data(), len, &scale), zinStsNoErr);
@@ -84,6 +85,7 @@ TEST(Generic, AutoScale) {
                 ASSERT_EQ(S.vec(), D.vec());
                 ASSERT_TRUE(D.guards_intact() && S.guards_intact());
             }
+          }
         }
     }
 }
@@ -94,10 +96,11 @@ TEST(Generic, MulNrFamily) {
     EXPECT_EQ(d, 32767);
     for (int len : zt::test_lengths()) {
         for (int s : {0, 1, 12, 15, 16, 30, 31}) {
-            for (auto p : zt::kPatterns) {
+            for (int off = 0; off < 8; ++off) {
+              for (auto p : zt::kPatterns) {
                 const auto x = zt::pattern16(p, len), y = zt::random16(len);
                 const int16_t c = y[0];
-                Misaligned<int16_t> X(len, len % 8), Y(len, (len + 1) % 8), D(len, (len + 2) % 8);
+                Misaligned<int16_t> X(len, off), Y(len, (off + 1) % 8), D(len, (off + 6) % 8);
                 X.assign(x);
                 Y.assign(y);
                 auto want = [&](int16_t u, int16_t v) {
@@ -114,6 +117,7 @@ TEST(Generic, MulNrFamily) {
                 ASSERT_EQ(zinsMul_NR_16s_ISfs(Y.data(), X.data(), len, s), zinStsNoErr);
                 for (int i = 0; i < len; ++i) ASSERT_EQ(X.data()[i], want(x[i], y[i]));
                 ASSERT_TRUE(D.guards_intact() && X.guards_intact());
+              }
             }
         }
     }
