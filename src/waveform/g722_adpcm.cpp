@@ -5,6 +5,7 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
 #include <array>
 
 #include "../frame/registry.h"
@@ -108,7 +109,8 @@ void store_band(const BandFields& f, const Band& B) {
     *f.s = static_cast<Zin16s>(B.s);
 }
 
-inline int sat16i(int x) { return x > 32767 ? 32767 : (x < -32768 ? -32768 : x); }
+inline int clampi(int x, int lo, int hi) { return std::min(std::max(x, lo), hi); }
+inline int sat16i(int x) { return clampi(x, -32768, 32767); }
 
 // Quantised difference of INVQAL/INVQAH/INVQBL: mult(DET, level * 8).
 inline int inv_quant(int det, int level8) { return (det * level8) >> 15; }
@@ -147,7 +149,7 @@ template <int kNbMax, int kIlaOffset>
 inline void adapt(Band& B, int dq, int w) {
     // LOGSCL / LOGSCH: NB = NB * 127/128 + W, limited; SCALEL / SCALEH.
     int nb = ((B.nb * 127) >> 7) + w;
-    nb = nb < 0 ? 0 : (nb > kNbMax ? kNbMax : nb);
+    nb = clampi(nb, 0, kNbMax);
     B.nb = nb;
     B.det = kDet[(nb >> 6) + kIlaOffset];
 
@@ -176,17 +178,15 @@ inline void adapt(Band& B, int dq, int w) {
     const int sz = filtez(t);
 
     // UPPOL2: the 4 * A1 term saturates to 16 bits, as does its negation.
-    const bool s0 = p0 < 0, s1 = B.p1 < 0, s2 = B.p2 < 0;
-    int w1 = B.a1 * 4;
-    w1 = w1 > 32767 ? 32767 : (w1 < -32768 ? -32768 : w1);
-    int w2 = s0 == s1 ? (w1 == -32768 ? 32767 : -w1) : w1;
-    int a2 = (w2 >> 7) + (s0 == s2 ? 128 : -128) + ((B.a2 * 32512) >> 15);
-    a2 = a2 > 12288 ? 12288 : (a2 < -12288 ? -12288 : a2);
+    // The sign agreements are masks: 0 where the signs agree, -1 where not.
+    const int x01 = (p0 ^ B.p1) >> 31, x02 = (p0 ^ B.p2) >> 31;
+    const int w1 = sat16i(B.a1 * 4);
+    const int w2 = std::min((w1 ^ ~x01) - ~x01, 32767);  // -w1 where the signs agree
+    const int a2 = clampi((w2 >> 7) + ((128 ^ x02) - x02) + ((B.a2 * 32512) >> 15), -12288, 12288);
 
     // UPPOL1.
-    int a1 = (s0 == s1 ? 192 : -192) + ((B.a1 * 32640) >> 15);
     const int lim = 15360 - a2;
-    a1 = a1 > lim ? lim : (a1 < -lim ? -lim : a1);
+    const int a1 = clampi(((192 ^ x01) - x01) + ((B.a1 * 32640) >> 15), -lim, lim);
     B.a1 = a1;
     B.a2 = a2;
     B.p2 = B.p1;
@@ -256,14 +256,13 @@ void encode_pairs(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
         // Low band: SUBTRA, QUANTL.
         const ScaledLevels lv = scale_levels(L.det);
         const int el = int{src[2 * k]} - L.s;
-        int wdl = el >= 0 ? el : ~el;
-        if (wdl > 32767) wdl = 32767;
+        const int wdl = std::min(el ^ (el >> 31), 32767);
         const LowCode& lc = kLowCode[el >= 0][quantl_interval(lv, wdl)];
         // High band: SUBTRA, QUANTH.
         const int eh = int{src[2 * k + 1]} - H.s;
-        const int wdh = eh >= 0 ? eh : ~eh;
-        const bool big = wdh >= ((kQ2 * H.det) >> 12);
-        const int ih = eh >= 0 ? (big ? 2 : 3) : (big ? 0 : 1);
+        const int wdh = eh ^ (eh >> 31);
+        // 3 or 2 for a non-negative difference, 1 or 0 for a negative one.
+        const int ih = 2 * (eh >= 0) + (wdh < ((kQ2 * H.det) >> 12));
         dst[2 * k] = lc.code;
         dst[2 * k + 1] = static_cast<Zin16s>(ih);
         // INVQAL/INVQAH and the adaptation.
@@ -274,7 +273,7 @@ void encode_pairs(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
     store_band(high_fields(st), H);
 }
 
-inline Zin16s limit(int x) { return static_cast<Zin16s>(x > 16383 ? 16383 : (x < -16384 ? -16384 : x)); }
+inline Zin16s limit(int x) { return static_cast<Zin16s>(clampi(x, -16384, 16383)); }
 
 template <int kMode>
 void decode_pairs_mode(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
