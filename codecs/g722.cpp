@@ -78,12 +78,15 @@ private:
         Zin16s bands[2 * kBlockPairs], codes[2 * kBlockPairs];
         zinsQMFEncode_G722_16s(pcm, bands, 2 * pairs, core_.delay.data());
         zinsSBADPCMEncode_G722_16s(bands, codes, 2 * pairs, core_.state());
+        if (bits_ == 8) {
+            const std::size_t at = out.size();
+            out.resize(at + static_cast<std::size_t>(pairs));
+            uint8_t* o = out.data() + at;
+            for (int k = 0; k < pairs; ++k) o[k] = static_cast<uint8_t>((codes[2 * k + 1] << 6) | codes[2 * k]);
+            return;
+        }
         for (int k = 0; k < pairs; ++k) {
             const unsigned octet = (static_cast<unsigned>(codes[2 * k + 1]) << 6) | static_cast<unsigned>(codes[2 * k]);
-            if (bits_ == 8) {
-                out.push_back(static_cast<uint8_t>(octet));
-                continue;
-            }
             const unsigned code = octet >> (8 - bits_);
             if (packing_ == Packing::Rfc3551) {
                 acc_ |= code << fill_;
@@ -121,12 +124,22 @@ public:
     void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) override {
         Zin16s codes[2 * kBlockPairs];
         int n = 0;
+        if (bits_ == 8) {
+            // One octet per pair: whole blocks straight from the input.
+            out.reserve(out.size() + 2 * bytes);
+            for (std::size_t i = 0; i < bytes;) {
+                n = static_cast<int>(std::min<std::size_t>(kBlockPairs, bytes - i));
+                for (int k = 0; k < n; ++k) {
+                    codes[2 * k] = static_cast<Zin16s>(data[i + k] & 63);
+                    codes[2 * k + 1] = static_cast<Zin16s>(data[i + k] >> 6);
+                }
+                i += static_cast<std::size_t>(n);
+                flush(codes, n, out);
+            }
+            return;
+        }
         const unsigned mask = (1u << bits_) - 1;
         for (std::size_t i = 0; i < bytes; ++i) {
-            if (bits_ == 8) {
-                put(codes, n, data[i], out);
-                continue;
-            }
             if (packing_ == Packing::Rfc3551) {
                 acc_ |= static_cast<unsigned>(data[i]) << fill_;
                 fill_ += 8;
