@@ -22,183 +22,221 @@ void init_state(State* s) {
 
 namespace {
 
-// One band's adaptive predictor and scale factor, held in registers for the
-// length of a call. The zero predictor lives in two vectors: lanes 0 to 5
-// of `b` are B1..B6 (lanes 6 and 7 stay zero), lanes 0 to 5 of `d` the
-// delayed differences D1..D6.
-struct Band {
-    __m128i b, d;
-    int a1, a2;   // pole coefficients
-    int det, nb;  // linear and logarithmic scale factor
-    int p1, p2;   // delayed partial reconstructed signals
-    int r1, r2;   // delayed reconstructed signals
-    int d0, p0, r0;
-    int sz, sp, s;
+// Both bands advance together: each 2-lane quantity holds the low band in
+// lane 0 and the high band in lane 1 of a vector of 16-bit lanes; the pole
+// coefficients and the two delayed partial and reconstructed signals are
+// vectors of four lanes (newer pair first). The zero predictor of each band
+// has two vectors of its own: lanes 0 to 5 of `bl`/`bh` hold B1..B6 (lanes 6
+// and 7 stay zero), lanes 0 to 5 of `dl`/`dh` the delayed differences D1..D6.
+struct Bands {
+    __m128i nb, det;  // log and linear scale factors
+    __m128i a;        // A1 low, A1 high, A2 low, A2 high
+    __m128i p;        // P1 low, P1 high, P2 low, P2 high (partial signals)
+    __m128i r;        // R1 low, R1 high, R2 low, R2 high (reconstructed)
+    __m128i sz, sp, s;
+    __m128i bl, dl, bh, dh;
+    int det_low, det_high;  // the scale factors once more, as integers
 };
 
-inline __m128i load6(const Zin16s* p) {
-    alignas(16) Zin16s t[8] = {p[0], p[1], p[2], p[3], p[4], p[5], 0, 0};
-    return _mm_load_si128(reinterpret_cast<const __m128i*>(t));
+inline __m128i pair16(int lo, int hi) {
+    return _mm_cvtsi32_si128(static_cast<int>((static_cast<unsigned>(hi) << 16) | static_cast<std::uint16_t>(lo)));
 }
-inline void store6(Zin16s* p, __m128i v) {
+inline __m128i quad16(int a, int b, int c, int d) { return _mm_setr_epi16(static_cast<Zin16s>(a), static_cast<Zin16s>(b), static_cast<Zin16s>(c), static_cast<Zin16s>(d), 0, 0, 0, 0); }
+inline int lane(__m128i v, int i) {
     alignas(16) Zin16s t[8];
     _mm_store_si128(reinterpret_cast<__m128i*>(t), v);
-    for (int i = 0; i < 6; ++i) p[i] = t[i];
+    return t[i];
 }
+inline __m128i load6(const Zin16s* p) { return _mm_setr_epi16(p[0], p[1], p[2], p[3], p[4], p[5], 0, 0); }
 inline __m128i load6_32(const Zin32s* p) {
-    const Zin16s t[6] = {static_cast<Zin16s>(p[0]), static_cast<Zin16s>(p[1]), static_cast<Zin16s>(p[2]),
-                         static_cast<Zin16s>(p[3]), static_cast<Zin16s>(p[4]), static_cast<Zin16s>(p[5])};
-    return load6(t);
-}
-inline void store6_32(Zin32s* p, __m128i v) {
-    Zin16s t[6];
-    store6(t, v);
-    for (int i = 0; i < 6; ++i) p[i] = t[i];
+    return _mm_setr_epi16(static_cast<Zin16s>(p[0]), static_cast<Zin16s>(p[1]), static_cast<Zin16s>(p[2]),
+                          static_cast<Zin16s>(p[3]), static_cast<Zin16s>(p[4]), static_cast<Zin16s>(p[5]), 0, 0);
 }
 
-// Field groups of one band in the state object.
-struct BandFields {
-    Zin16s *a, *b, *det, *nb;
-    Zin32s* dlt;
-    Zin16s *work, *plt, *rlt, *d0, *sz, *sp, *s;
-};
-inline BandFields low_fields(State* st) {
-    return {st->poles,   st->zerosLow, &st->detLow, &st->nblLow, st->dltLow, st->work,
-            st->pltLow,  st->rltLow,   &st->dLow,   &st->szLow,  &st->spLow, &st->sLow};
-}
-inline BandFields high_fields(State* st) {
-    return {st->poles + 2, st->zerosHigh, &st->detHigh, &st->nbhHigh, st->dltHigh, st->work + 2,
-            st->pltHigh,   st->rltHigh,   &st->dHigh,   &st->szHigh,  &st->spHigh, &st->sHigh};
-}
-
-void load_band(const BandFields& f, Band& B) {
-    B.b = load6(f.b);
-    B.d = load6_32(f.dlt);
-    B.a1 = f.a[0];
-    B.a2 = f.a[1];
-    B.det = *f.det;
-    B.nb = *f.nb;
-    B.p0 = f.work[0];
-    B.r0 = f.work[1];
-    B.p1 = f.plt[0];
-    B.p2 = f.plt[1];
-    B.r1 = f.rlt[0];
-    B.r2 = f.rlt[1];
-    B.d0 = *f.d0;
-    B.sz = *f.sz;
-    B.sp = *f.sp;
-    B.s = *f.s;
+void load_bands(const State* st, Bands& B) {
+    B.nb = pair16(st->nblLow, st->nbhHigh);
+    B.det = pair16(st->detLow, st->detHigh);
+    B.det_low = st->detLow;
+    B.det_high = st->detHigh;
+    B.a = quad16(st->poles[0], st->poles[2], st->poles[1], st->poles[3]);
+    B.p = quad16(st->pltLow[0], st->pltHigh[0], st->pltLow[1], st->pltHigh[1]);
+    B.r = quad16(st->rltLow[0], st->rltHigh[0], st->rltLow[1], st->rltHigh[1]);
+    B.sz = pair16(st->szLow, st->szHigh);
+    B.sp = pair16(st->spLow, st->spHigh);
+    B.s = pair16(st->sLow, st->sHigh);
+    B.bl = load6(st->zerosLow);
+    B.bh = load6(st->zerosHigh);
+    B.dl = load6_32(st->dltLow);
+    B.dh = load6_32(st->dltHigh);
 }
 
-void store_band(const BandFields& f, const Band& B) {
-    store6(f.b, B.b);
-    store6_32(f.dlt, B.d);
-    f.a[0] = static_cast<Zin16s>(B.a1);
-    f.a[1] = static_cast<Zin16s>(B.a2);
-    *f.det = static_cast<Zin16s>(B.det);
-    *f.nb = static_cast<Zin16s>(B.nb);
-    f.work[0] = static_cast<Zin16s>(B.p0);
-    f.work[1] = static_cast<Zin16s>(B.r0);
-    f.plt[0] = static_cast<Zin16s>(B.p1);
-    f.plt[1] = static_cast<Zin16s>(B.p2);
-    f.rlt[0] = static_cast<Zin16s>(B.r1);
-    f.rlt[1] = static_cast<Zin16s>(B.r2);
-    *f.d0 = static_cast<Zin16s>(B.d0);
-    *f.sz = static_cast<Zin16s>(B.sz);
-    *f.sp = static_cast<Zin16s>(B.sp);
-    *f.s = static_cast<Zin16s>(B.s);
+void store_bands(State* st, const Bands& B) {
+    alignas(16) Zin16s t[8];
+    auto put = [&](__m128i v) { _mm_store_si128(reinterpret_cast<__m128i*>(t), v); };
+    put(B.nb);
+    st->nblLow = t[0];
+    st->nbhHigh = t[1];
+    put(B.det);
+    st->detLow = t[0];
+    st->detHigh = t[1];
+    put(B.a);
+    st->poles[0] = t[0];
+    st->poles[2] = t[1];
+    st->poles[1] = t[2];
+    st->poles[3] = t[3];
+    put(B.p);
+    st->pltLow[0] = st->work[0] = t[0];
+    st->pltHigh[0] = st->work[2] = t[1];
+    st->pltLow[1] = t[2];
+    st->pltHigh[1] = t[3];
+    put(B.r);
+    st->rltLow[0] = st->work[1] = t[0];
+    st->rltHigh[0] = st->work[3] = t[1];
+    st->rltLow[1] = t[2];
+    st->rltHigh[1] = t[3];
+    put(B.sz);
+    st->szLow = t[0];
+    st->szHigh = t[1];
+    put(B.sp);
+    st->spLow = t[0];
+    st->spHigh = t[1];
+    put(B.s);
+    st->sLow = t[0];
+    st->sHigh = t[1];
+    put(B.bl);
+    for (int i = 0; i < 6; ++i) st->zerosLow[i] = t[i];
+    put(B.bh);
+    for (int i = 0; i < 6; ++i) st->zerosHigh[i] = t[i];
+    put(B.dl);
+    st->dLow = t[0];
+    for (int i = 0; i < 6; ++i) st->dltLow[i] = t[i];
+    put(B.dh);
+    st->dHigh = t[0];
+    for (int i = 0; i < 6; ++i) st->dltHigh[i] = t[i];
 }
 
-inline int clampi(int x, int lo, int hi) { return std::min(std::max(x, lo), hi); }
-inline int sat16i(int x) { return clampi(x, -32768, 32767); }
+inline int sat16i(int x) { return std::min(std::max(x, -32768), 32767); }
 
-// Quantised difference of INVQAL/INVQAH/INVQBL: mult(DET, level * 8).
-inline int inv_quant(int det, int level8) { return (det * level8) >> 15; }
+// mult(): (x * y) >> 15 per lane, exact while no lane is -32768 * -32768.
+inline __m128i mult(__m128i x, __m128i y) {
+    return _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(x, y), 1), _mm_srli_epi16(_mm_mullo_epi16(x, y), 15));
+}
 
-// Scale factors by the log scale factor: ILA * 4 + 4 (SCALEL, SCALEH).
+// Scale factors by the log scale factor: ILA * 4 + 4 (SCALEL, SCALEH); the
+// low band reads 64 entries in.
 constexpr std::array<Zin16s, 353> kDet = [] {
     std::array<Zin16s, 353> t{};
     for (int i = 0; i < 353; ++i) t[i] = static_cast<Zin16s>(kIla[i] * 4 + 4);
     return t;
 }();
 
-// FILTEZ: the six products summed from the oldest tap with saturation at
-// each step. When no product exceeds 32767/6 in magnitude no partial sum can
-// saturate, and the sum is taken as a tree in 16-bit lanes.
-inline int filtez(__m128i t) {
-    const __m128i big = _mm_cmpgt_epi16(_mm_abs_epi16(t), _mm_set1_epi16(5461));
-    if (__builtin_expect(_mm_movemask_epi8(big) == 0, 1)) {
-        __m128i s = _mm_add_epi16(t, _mm_srli_si128(t, 8));
-        s = _mm_add_epi16(s, _mm_srli_si128(s, 4));
-        s = _mm_add_epi16(s, _mm_srli_si128(s, 2));
-        return static_cast<Zin16s>(_mm_cvtsi128_si32(s));
-    }
-    alignas(16) Zin16s v[8];
-    _mm_store_si128(reinterpret_cast<__m128i*>(v), t);
-    int sz = 0;
-    for (int i = 5; i >= 0; --i) sz = sat16i(sz + v[i]);
-    return sz;
+// Per pair of codes (the 4-bit form of the low code, the 2-bit high code):
+// the two inverse-quantiser levels (scaled by 8) and the two log
+// multipliers, read with one load.
+struct PairEntry {
+    Zin16s level_low, level_high, w_low, w_high;
+};
+constexpr std::array<PairEntry, 64> kPair = [] {
+    std::array<PairEntry, 64> t{};
+    for (int c4 = 0; c4 < 16; ++c4)
+        for (int ih = 0; ih < 4; ++ih) t[c4 * 4 + ih] = {kInvQ4[c4], kInvQ2[ih], kWL4[c4], kWH2[ih]};
+    return t;
+}();
+
+inline __m128i pair_entry(int c4, int ih) {
+    std::int64_t v;
+    __builtin_memcpy(&v, &kPair[c4 * 4 + ih], 8);
+    return _mm_cvtsi64_si128(v);
 }
 
-// The adaptation common to both bands and both directions (G.722 blocks
-// LOGSCL/LOGSCH, SCALEL/SCALEH, PARREC, RECONS, UPZERO, UPPOL2, UPPOL1,
-// FILTEZ, FILTEP, PREDIC), given the quantised difference `dq` computed with
-// the old scale factor and the log multiplier `w` of the code. Sums that
-// cannot leave 16 bits are plain; the others saturate as add() does.
-template <int kNbMax, int kIlaOffset>
-inline void adapt(Band& B, int dq, int w) {
-    // LOGSCL / LOGSCH: NB = NB * 127/128 + W, limited; SCALEL / SCALEH.
-    int nb = ((B.nb * 127) >> 7) + w;
-    nb = clampi(nb, 0, kNbMax);
+// FILTEZ of both bands: the six products of each summed from the oldest tap
+// with saturation at each step. When no product exceeds 32767/6 in magnitude
+// no partial sum can saturate, and the sums are taken as trees.
+inline __m128i filtez(__m128i tl, __m128i th) {
+    const __m128i lim = _mm_set1_epi16(5461);
+    const __m128i big = _mm_or_si128(_mm_cmpgt_epi16(_mm_abs_epi16(tl), lim), _mm_cmpgt_epi16(_mm_abs_epi16(th), lim));
+    if (__builtin_expect(_mm_movemask_epi8(big) == 0, 1)) {
+        __m128i h = _mm_hadd_epi16(tl, th);
+        h = _mm_hadd_epi16(h, h);
+        return _mm_hadd_epi16(h, h);
+    }
+    alignas(16) Zin16s a[8], b[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(a), tl);
+    _mm_store_si128(reinterpret_cast<__m128i*>(b), th);
+    int sl = 0, sh = 0;
+    for (int i = 5; i >= 0; --i) {
+        sl = sat16i(sl + a[i]);
+        sh = sat16i(sh + b[i]);
+    }
+    return pair16(sl, sh);
+}
+
+// UPZERO of one band, then its FILTEZ products: B = mult(B, 32640) +-128 by
+// the agreement of the signs of the new and the delayed difference (no step
+// for a zero difference), with mult(B, 32640) = B + floor(-B / 256); the
+// differences move down one place; the products are mult(add(D, D), B).
+inline __m128i upzero(__m128i& b, __m128i& d, __m128i dqv) {
+    const __m128i step = _mm_sign_epi16(_mm_setr_epi16(128, 128, 128, 128, 128, 128, 0, 0), dqv);
+    const __m128i term = _mm_sign_epi16(step, _mm_or_si128(d, _mm_set1_epi16(1)));
+    b = _mm_adds_epi16(term, _mm_add_epi16(b, _mm_mulhi_epi16(b, _mm_set1_epi16(-256))));
+    d = _mm_alignr_epi8(d, dqv, 14);
+    return mult(_mm_adds_epi16(d, d), b);
+}
+
+// The adaptation of both bands (G.722 blocks LOGSCL/LOGSCH, SCALEL/SCALEH,
+// PARREC, RECONS, UPZERO, UPPOL2, UPPOL1, FILTEZ, FILTEP, PREDIC), given the
+// quantised differences `dq` (computed with the old scale factors) and the
+// log multipliers `w` of the codes. Returns the reconstructed signals.
+inline __m128i adapt(Bands& B, __m128i dq, __m128i w) {
+    // LOGSCL / LOGSCH: NB = NB * 127/128 + W, limited, with
+    // mult(NB, 32512) = NB + floor(-NB / 128); SCALEL / SCALEH.
+    __m128i nb = _mm_add_epi16(_mm_add_epi16(B.nb, _mm_srai_epi16(_mm_sub_epi16(_mm_setzero_si128(), B.nb), 7)), w);
+    nb = _mm_min_epi16(_mm_max_epi16(nb, _mm_setzero_si128()), _mm_setr_epi16(18432, 22528, 0, 0, 0, 0, 0, 0));
     B.nb = nb;
-    B.det = kDet[(nb >> 6) + kIlaOffset];
+    const unsigned idx = static_cast<unsigned>(_mm_cvtsi128_si32(_mm_srli_epi16(nb, 6)));
+    B.det_low = kDet[(idx & 0xFFFF) + 64];
+    B.det_high = kDet[idx >> 16];
+    B.det = pair16(B.det_low, B.det_high);
 
     // PARREC, RECONS.
-    const int p0 = sat16i(dq + B.sz);
-    const int r0 = sat16i(B.s + dq);
-    B.d0 = dq;
-    B.p0 = p0;
-    B.r0 = r0;
+    const __m128i p0 = _mm_adds_epi16(dq, B.sz);
+    const __m128i r0 = _mm_adds_epi16(B.s, dq);
 
-    // UPZERO: B = mult(B, 32640) +-128 by the agreement of the signs of the
-    // new and the delayed difference (no step for a zero difference), with
-    // mult(B, 32640) = B + floor(-B / 256); then delay the differences.
-    const __m128i dqv = _mm_set1_epi16(static_cast<Zin16s>(dq));
-    const __m128i step = _mm_sign_epi16(_mm_setr_epi16(128, 128, 128, 128, 128, 128, 0, 0), dqv);
-    const __m128i term = _mm_sign_epi16(step, _mm_or_si128(B.d, _mm_set1_epi16(1)));
-    const __m128i leak = _mm_add_epi16(B.b, _mm_mulhi_epi16(B.b, _mm_set1_epi16(-256)));
-    const __m128i b = _mm_adds_epi16(term, leak);
-    const __m128i d = _mm_alignr_epi8(B.d, dqv, 14);
-    B.b = b;
-    B.d = d;
+    // UPZERO, FILTEZ.
+    const __m128i tl = upzero(B.bl, B.dl, _mm_shuffle_epi8(dq, _mm_set1_epi16(0x0100)));
+    const __m128i th = upzero(B.bh, B.dh, _mm_shuffle_epi8(dq, _mm_set1_epi16(0x0302)));
+    const __m128i sz = filtez(tl, th);
 
-    // FILTEZ: mult(add(D, D), B) = (2D * B) >> 15 per lane.
-    const __m128i x = _mm_adds_epi16(d, d);
-    const __m128i t = _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(x, b), 1), _mm_srli_epi16(_mm_mullo_epi16(x, b), 15));
-    const int sz = filtez(t);
+    // Sign agreements as masks, 0 where the signs agree and -1 where not:
+    // lanes 0-1 of P0 with P1, lanes 2-3 of P0 with P2.
+    const __m128i x = _mm_srai_epi16(_mm_xor_si128(_mm_shuffle_epi32(p0, 0x00), B.p), 15);
+    const __m128i x01 = x, x02 = _mm_shuffle_epi32(x, 0x55);
+    const __m128i a1 = B.a, a2 = _mm_shuffle_epi32(B.a, 0x55);
 
-    // UPPOL2: the 4 * A1 term saturates to 16 bits, as does its negation.
-    // The sign agreements are masks: 0 where the signs agree, -1 where not.
-    const int x01 = (p0 ^ B.p1) >> 31, x02 = (p0 ^ B.p2) >> 31;
-    const int w1 = sat16i(B.a1 * 4);
-    const int w2 = std::min((w1 ^ ~x01) - ~x01, 32767);  // -w1 where the signs agree
-    const int a2 = clampi((w2 >> 7) + ((128 ^ x02) - x02) + ((B.a2 * 32512) >> 15), -12288, 12288);
+    // UPPOL2: 4 * A1 saturates, as does its negation where the signs agree.
+    const __m128i w1 = _mm_adds_epi16(_mm_adds_epi16(a1, a1), _mm_adds_epi16(a1, a1));
+    const __m128i agree = _mm_cmpeq_epi16(x01, _mm_setzero_si128());
+    const __m128i w2 = _mm_subs_epi16(_mm_xor_si128(w1, agree), agree);
+    const __m128i c128 = _mm_sub_epi16(_mm_xor_si128(_mm_set1_epi16(128), x02), x02);
+    __m128i a2n = _mm_add_epi16(_mm_add_epi16(_mm_srai_epi16(w2, 7), c128),
+                                _mm_add_epi16(a2, _mm_mulhi_epi16(a2, _mm_set1_epi16(-512))));
+    a2n = _mm_min_epi16(_mm_max_epi16(a2n, _mm_set1_epi16(-12288)), _mm_set1_epi16(12288));
 
-    // UPPOL1.
-    const int lim = 15360 - a2;
-    const int a1 = clampi(((192 ^ x01) - x01) + ((B.a1 * 32640) >> 15), -lim, lim);
-    B.a1 = a1;
-    B.a2 = a2;
-    B.p2 = B.p1;
-    B.p1 = p0;
+    // UPPOL1, with mult(A1, 32640) = A1 + floor(-A1 / 256).
+    const __m128i c192 = _mm_sub_epi16(_mm_xor_si128(_mm_set1_epi16(192), x01), x01);
+    __m128i a1n = _mm_add_epi16(c192, _mm_add_epi16(a1, _mm_mulhi_epi16(a1, _mm_set1_epi16(-256))));
+    const __m128i lim = _mm_sub_epi16(_mm_set1_epi16(15360), a2n);
+    a1n = _mm_max_epi16(_mm_min_epi16(a1n, lim), _mm_sub_epi16(_mm_setzero_si128(), lim));
+    B.a = _mm_unpacklo_epi32(a1n, a2n);
+    B.p = _mm_unpacklo_epi32(p0, B.p);
 
     // FILTEP, PREDIC.
-    B.r2 = B.r1;
-    B.r1 = r0;
-    const int sp = sat16i(((a1 * sat16i(2 * r0)) >> 15) + ((a2 * sat16i(2 * B.r2)) >> 15));
-    B.sp = sp;
+    B.r = _mm_unpacklo_epi32(r0, B.r);
+    const __m128i prod = mult(B.a, _mm_adds_epi16(B.r, B.r));
+    B.sp = _mm_adds_epi16(prod, _mm_shuffle_epi32(prod, 0x55));
     B.sz = sz;
-    B.s = sat16i(sp + sz);
+    B.s = _mm_adds_epi16(B.sp, sz);
+    return r0;
 }
 
 // Decision levels of QUANTL multiplied by 16, in four vectors of eight; the
@@ -233,66 +271,50 @@ inline int quantl_interval(const ScaledLevels& L, int wd) {
     return 1 + __builtin_ctz(m);
 }
 
-// Per sign and interval of QUANTL: the code, its 4-bit inverse-quantiser
-// level and its log multiplier, read together.
-struct LowCode {
-    Zin16s code, level, w, pad;
-};
-constexpr std::array<std::array<LowCode, 32>, 2> kLowCode = [] {
-    std::array<std::array<LowCode, 32>, 2> t{};
-    for (int s = 0; s < 2; ++s)
-        for (int m = 0; m < 32; ++m) {
-            const int c = kQuantlCode[s][m];
-            t[s][m] = {static_cast<Zin16s>(c), kInvQ4[c >> 2], kWL4[c >> 2], 0};
-        }
-    return t;
-}();
-
 void encode_pairs(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
-    Band L, H;
-    load_band(low_fields(st), L);
-    load_band(high_fields(st), H);
+    Bands B;
+    load_bands(st, B);
     for (int k = 0; k < pairs; ++k) {
+        const unsigned sv = static_cast<unsigned>(_mm_cvtsi128_si32(B.s));
+        const int s_low = static_cast<Zin16s>(sv & 0xFFFF), s_high = static_cast<Zin16s>(sv >> 16);
         // Low band: SUBTRA, QUANTL.
-        const ScaledLevels lv = scale_levels(L.det);
-        const int el = int{src[2 * k]} - L.s;
+        const ScaledLevels lv = scale_levels(B.det_low);
+        const int el = int{src[2 * k]} - s_low;
         const int wdl = std::min(el ^ (el >> 31), 32767);
-        const LowCode& lc = kLowCode[el >= 0][quantl_interval(lv, wdl)];
-        // High band: SUBTRA, QUANTH.
-        const int eh = int{src[2 * k + 1]} - H.s;
+        const int il = kQuantlCode[el >= 0][quantl_interval(lv, wdl)];
+        // High band: SUBTRA, QUANTH: 3 or 2 for a non-negative difference,
+        // 1 or 0 for a negative one.
+        const int eh = int{src[2 * k + 1]} - s_high;
         const int wdh = eh ^ (eh >> 31);
-        // 3 or 2 for a non-negative difference, 1 or 0 for a negative one.
-        const int ih = 2 * (eh >= 0) + (wdh < ((kQ2 * H.det) >> 12));
-        dst[2 * k] = lc.code;
+        const int ih = 2 * (eh >= 0) + (wdh < ((kQ2 * B.det_high) >> 12));
+        dst[2 * k] = static_cast<Zin16s>(il);
         dst[2 * k + 1] = static_cast<Zin16s>(ih);
         // INVQAL/INVQAH and the adaptation.
-        adapt<18432, 64>(L, inv_quant(L.det, lc.level), lc.w);
-        adapt<22528, 0>(H, inv_quant(H.det, kInvQ2[ih]), kWH2[ih]);
+        const __m128i e = pair_entry(il >> 2, ih);
+        adapt(B, mult(B.det, e), _mm_srli_si128(e, 4));
     }
-    store_band(low_fields(st), L);
-    store_band(high_fields(st), H);
+    store_bands(st, B);
 }
-
-inline Zin16s limit(int x) { return static_cast<Zin16s>(clampi(x, -16384, 16383)); }
 
 template <int kMode>
 void decode_pairs_mode(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
-    Band L, H;
-    load_band(low_fields(st), L);
-    load_band(high_fields(st), H);
+    Bands B;
+    load_bands(st, B);
+    const __m128i lo = _mm_set1_epi16(-16384), hi = _mm_set1_epi16(16383);
     for (int k = 0; k < pairs; ++k) {
         const int il = src[2 * k] & 63;
         const int ih = src[2 * k + 1] & 3;
-        // INVQBL at the width of the mode, RECONS, LIMIT.
+        // INVQBL at the width of the mode and RECONS for the low output.
         const int lvl = kMode == 1 ? kInvQ6[il] : (kMode == 2 ? kInvQ5[il >> 1] : kInvQ4[il >> 2]);
-        dst[2 * k] = limit(L.s + inv_quant(L.det, lvl));
-        const int il4 = il >> 2;
-        adapt<18432, 64>(L, inv_quant(L.det, kInvQ4[il4]), kWL4[il4]);
-        adapt<22528, 0>(H, inv_quant(H.det, kInvQ2[ih]), kWH2[ih]);
-        dst[2 * k + 1] = limit(H.r0);
+        const __m128i yl = _mm_adds_epi16(B.s, mult(B.det, _mm_cvtsi32_si128(lvl & 0xFFFF)));
+        const __m128i e = pair_entry(il >> 2, ih);
+        const __m128i r0 = adapt(B, mult(B.det, e), _mm_srli_si128(e, 4));
+        // LIMIT: the low output and the high band's reconstructed signal.
+        const __m128i y = _mm_min_epi16(_mm_max_epi16(_mm_blend_epi16(yl, r0, 0x02), lo), hi);
+        const int out = _mm_cvtsi128_si32(y);
+        __builtin_memcpy(dst + 2 * k, &out, 4);
     }
-    store_band(low_fields(st), L);
-    store_band(high_fields(st), H);
+    store_bands(st, B);
 }
 
 }  // namespace
