@@ -35,18 +35,12 @@ struct Bands {
     __m128i r;        // R1 low, R1 high, R2 low, R2 high (reconstructed)
     __m128i sz, sp, s;
     __m128i bl, dl, bh, dh;
-    int det_low, det_high;  // the scale factors once more, as integers
 };
 
 inline __m128i pair16(int lo, int hi) {
     return _mm_cvtsi32_si128(static_cast<int>((static_cast<unsigned>(hi) << 16) | static_cast<std::uint16_t>(lo)));
 }
 inline __m128i quad16(int a, int b, int c, int d) { return _mm_setr_epi16(static_cast<Zin16s>(a), static_cast<Zin16s>(b), static_cast<Zin16s>(c), static_cast<Zin16s>(d), 0, 0, 0, 0); }
-inline int lane(__m128i v, int i) {
-    alignas(16) Zin16s t[8];
-    _mm_store_si128(reinterpret_cast<__m128i*>(t), v);
-    return t[i];
-}
 inline __m128i load6(const Zin16s* p) { return _mm_setr_epi16(p[0], p[1], p[2], p[3], p[4], p[5], 0, 0); }
 inline __m128i load6_32(const Zin32s* p) {
     return _mm_setr_epi16(static_cast<Zin16s>(p[0]), static_cast<Zin16s>(p[1]), static_cast<Zin16s>(p[2]),
@@ -56,8 +50,6 @@ inline __m128i load6_32(const Zin32s* p) {
 void load_bands(const State* st, Bands& B) {
     B.nb = pair16(st->nblLow, st->nbhHigh);
     B.det = pair16(st->detLow, st->detHigh);
-    B.det_low = st->detLow;
-    B.det_high = st->detHigh;
     B.a = quad16(st->poles[0], st->poles[2], st->poles[1], st->poles[3]);
     B.p = quad16(st->pltLow[0], st->pltHigh[0], st->pltLow[1], st->pltHigh[1]);
     B.r = quad16(st->rltLow[0], st->rltHigh[0], st->rltLow[1], st->rltHigh[1]);
@@ -194,9 +186,7 @@ inline __m128i adapt(Bands& B, __m128i dq, __m128i w) {
     nb = _mm_min_epi16(_mm_max_epi16(nb, _mm_setzero_si128()), _mm_setr_epi16(18432, 22528, 0, 0, 0, 0, 0, 0));
     B.nb = nb;
     const unsigned idx = static_cast<unsigned>(_mm_cvtsi128_si32(_mm_srli_epi16(nb, 6)));
-    B.det_low = kDet[(idx & 0xFFFF) + 64];
-    B.det_high = kDet[idx >> 16];
-    B.det = pair16(B.det_low, B.det_high);
+    B.det = pair16(kDet[(idx & 0xFFFF) + 64], kDet[idx >> 16]);
 
     // PARREC, RECONS.
     const __m128i p0 = _mm_adds_epi16(dq, B.sz);
@@ -248,50 +238,61 @@ alignas(16) constexpr std::uint16_t kQ6x16[32] = {
     1765 * 16, 1980 * 16, 2195 * 16, 2557 * 16, 2919 * 16, 0,         0,         0};
 static_assert(kQ6x16[0] == kQ6[1] * 16 && kQ6x16[28] == kQ6[29] * 16);
 
-// The four vectors of levels scaled by DETL: (level * 16 * det) >> 16 ==
-// (level * det) >> 12, at most 12800.
-struct ScaledLevels {
-    __m128i v0, v1, v2, v3;
-};
-inline ScaledLevels scale_levels(int det) {
-    const __m128i dv = _mm_set1_epi16(static_cast<Zin16s>(det));
+// QUANTL: the interval 1..30 of the magnitude in lane 0 of `wd`: the
+// smallest index whose level scaled by DETL, (level * 16 * DETL) >> 16 ==
+// (level * DETL) >> 12, exceeds it, or 30. `det` holds DETL in every lane.
+inline int quantl_interval(__m128i det, __m128i wd) {
     const __m128i* q = reinterpret_cast<const __m128i*>(kQ6x16);
-    return {_mm_mulhi_epu16(_mm_load_si128(q + 0), dv), _mm_mulhi_epu16(_mm_load_si128(q + 1), dv),
-            _mm_mulhi_epu16(_mm_load_si128(q + 2), dv), _mm_mulhi_epu16(_mm_load_si128(q + 3), dv)};
-}
-
-// QUANTL: the interval 1..30 of a magnitude `wd` (0..32767): the smallest
-// index whose scaled level exceeds wd, or 30.
-inline int quantl_interval(const ScaledLevels& L, int wd) {
-    const __m128i wv = _mm_set1_epi16(static_cast<Zin16s>(wd));
-    const __m128i g0 = _mm_cmpgt_epi16(L.v0, wv), g1 = _mm_cmpgt_epi16(L.v1, wv);
-    const __m128i g2 = _mm_cmpgt_epi16(L.v2, wv), g3 = _mm_cmpgt_epi16(L.v3, wv);
+    const __m128i w = _mm_shuffle_epi8(wd, _mm_set1_epi16(0x0100));
+    const __m128i g0 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 0), det), w);
+    const __m128i g1 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 1), det), w);
+    const __m128i g2 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 2), det), w);
+    const __m128i g3 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 3), det), w);
     const unsigned m = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(g0, g1))) |
                        (static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(g2, g3))) << 16) | 0xE0000000u;
     return 1 + __builtin_ctz(m);
 }
 
+// Per sign of the low-band difference (1 for not negative), QUANTL interval
+// and high-band code: the levels and multipliers of the adaptation, so that
+// one load follows the decision.
+constexpr std::array<PairEntry, 2 * 32 * 4> kEncPair = [] {
+    std::array<PairEntry, 2 * 32 * 4> t{};
+    for (int sg = 0; sg < 2; ++sg)
+        for (int m = 0; m < 32; ++m)
+            for (int ih = 0; ih < 4; ++ih) {
+                const int c4 = kQuantlCode[sg][m] >> 2;
+                t[(sg * 32 + m) * 4 + ih] = {kInvQ4[c4], kInvQ2[ih], kWL4[c4], kWH2[ih]};
+            }
+    return t;
+}();
+
 void encode_pairs(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
     Bands B;
     load_bands(st, B);
     for (int k = 0; k < pairs; ++k) {
-        const unsigned sv = static_cast<unsigned>(_mm_cvtsi128_si32(B.s));
-        const int s_low = static_cast<Zin16s>(sv & 0xFFFF), s_high = static_cast<Zin16s>(sv >> 16);
-        // Low band: SUBTRA, QUANTL.
-        const ScaledLevels lv = scale_levels(B.det_low);
-        const int el = int{src[2 * k]} - s_low;
-        const int wdl = std::min(el ^ (el >> 31), 32767);
-        const int il = kQuantlCode[el >= 0][quantl_interval(lv, wdl)];
-        // High band: SUBTRA, QUANTH: 3 or 2 for a non-negative difference,
-        // 1 or 0 for a negative one.
-        const int eh = int{src[2 * k + 1]} - s_high;
-        const int wdh = eh ^ (eh >> 31);
-        const int ih = 2 * (eh >= 0) + (wdh < ((kQ2 * B.det_high) >> 12));
-        dst[2 * k] = static_cast<Zin16s>(il);
+        // SUBTRA of both bands, and the magnitudes ~e for a negative e.
+        int xv;
+        __builtin_memcpy(&xv, src + 2 * k, 4);
+        const __m128i e = _mm_subs_epi16(_mm_cvtsi32_si128(xv), B.s);
+        const __m128i neg = _mm_srai_epi16(e, 15);
+        const __m128i wd = _mm_xor_si128(e, neg);
+        // QUANTL.
+        const int mil = quantl_interval(_mm_shuffle_epi8(B.det, _mm_set1_epi16(0x0100)), wd);
+        // QUANTH: the level 564 * DETH >> 12 in lane 1; lanes 2-3 of `c`
+        // say whether the high magnitude lies below it.
+        const __m128i small = _mm_cmpgt_epi16(_mm_mulhi_epu16(B.det, _mm_set1_epi16(564 * 16)), wd);
+        const unsigned bits = static_cast<unsigned>(_mm_movemask_epi8(_mm_unpacklo_epi32(neg, small)));
+        const int pos_low = (~bits) & 1, pos_high = ((~bits) >> 2) & 1, below = (bits >> 6) & 1;
+        // 3 or 2 for a non-negative high difference, 1 or 0 for a negative one.
+        const int ih = 2 * pos_high + below;
+        dst[2 * k] = static_cast<Zin16s>(kQuantlCode[pos_low][mil]);
         dst[2 * k + 1] = static_cast<Zin16s>(ih);
         // INVQAL/INVQAH and the adaptation.
-        const __m128i e = pair_entry(il >> 2, ih);
-        adapt(B, mult(B.det, e), _mm_srli_si128(e, 4));
+        std::int64_t ev;
+        __builtin_memcpy(&ev, &kEncPair[(pos_low * 32 + mil) * 4 + ih], 8);
+        const __m128i lw = _mm_cvtsi64_si128(ev);
+        adapt(B, mult(B.det, lw), _mm_srli_si128(lw, 4));
     }
     store_bands(st, B);
 }
