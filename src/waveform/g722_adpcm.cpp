@@ -217,13 +217,14 @@ inline __m128i adapt(Bands& B, __m128i dq, __m128i w) {
     __m128i a1n = _mm_add_epi16(c192, _mm_add_epi16(a1, _mm_mulhi_epi16(a1, _mm_set1_epi16(-256))));
     const __m128i lim = _mm_sub_epi16(_mm_set1_epi16(15360), a2n);
     a1n = _mm_max_epi16(_mm_min_epi16(a1n, lim), _mm_sub_epi16(_mm_setzero_si128(), lim));
+    // FILTEP, with the two products formed side by side.
+    const __m128i r1 = B.r;
+    B.sp = _mm_adds_epi16(mult(a1n, _mm_adds_epi16(r0, r0)), mult(a2n, _mm_adds_epi16(r1, r1)));
     B.a = _mm_unpacklo_epi32(a1n, a2n);
     B.p = _mm_unpacklo_epi32(p0, B.p);
-
-    // FILTEP, PREDIC.
     B.r = _mm_unpacklo_epi32(r0, B.r);
-    const __m128i prod = mult(B.a, _mm_adds_epi16(B.r, B.r));
-    B.sp = _mm_adds_epi16(prod, _mm_shuffle_epi32(prod, 0x55));
+
+    // PREDIC.
     B.sz = sz;
     B.s = _mm_adds_epi16(B.sp, sz);
     return r0;
