@@ -155,7 +155,7 @@ ZINSC_API ZinStatus zinsMul_NR_16s_ISfs(const Zin16s* pSrc, Zin16s* pSrcDst, int
 /* Shared encoder/decoder state of the sub-band ADPCM coder: 144 bytes at any alignment. */
 typedef struct ZinSBADPCMState_G722 ZinSBADPCMState_G722_16s;
 
-/* Concealment class of a reconstructed frame (in and out); trims lone peaks of signal[lag..2*lag-1]. */
+/* Concealment class of a frame (in and out); trims lone peaks of signal[lag..2*lag-1], reading from signal[-2]. */
 ZINSC_API ZinStatus zinsClassifyFrame_G722_16s_I(Zin16s* pSignal, int lag, int* pClass, const ZinSBADPCMState_G722_16s* pState);
 /* Decimation by four with a nine-tap symmetric FIR; reads five samples before pSrc. */
 ZINSC_API ZinStatus zinsDownsampleFilter_G722_16s(const Zin16s* pSrc, int len, Zin16s* pDst);
