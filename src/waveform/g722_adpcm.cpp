@@ -204,19 +204,20 @@ inline __m128i adapt(Bands& B, __m128i dq, __m128i w) {
     const __m128i a1 = B.a, a2 = _mm_shuffle_epi32(B.a, 0x55);
 
     // UPPOL2: 4 * A1 saturates, as does its negation where the signs agree.
+    // Both candidates, and the other terms, stand ready before the signs.
     const __m128i w1 = _mm_adds_epi16(_mm_adds_epi16(a1, a1), _mm_adds_epi16(a1, a1));
-    const __m128i agree = _mm_cmpeq_epi16(x01, _mm_setzero_si128());
-    const __m128i w2 = _mm_subs_epi16(_mm_xor_si128(w1, agree), agree);
+    const __m128i a2t = _mm_add_epi16(a2, _mm_mulhi_epi16(a2, _mm_set1_epi16(-512)));
+    const __m128i keep = _mm_add_epi16(_mm_srai_epi16(w1, 7), a2t);
+    const __m128i flip = _mm_add_epi16(_mm_srai_epi16(_mm_subs_epi16(_mm_setzero_si128(), w1), 7), a2t);
     const __m128i c128 = _mm_sub_epi16(_mm_xor_si128(_mm_set1_epi16(128), x02), x02);
-    __m128i a2n = _mm_add_epi16(_mm_add_epi16(_mm_srai_epi16(w2, 7), c128),
-                                _mm_add_epi16(a2, _mm_mulhi_epi16(a2, _mm_set1_epi16(-512))));
+    __m128i a2n = _mm_add_epi16(_mm_blendv_epi8(flip, keep, x01), c128);
     a2n = _mm_min_epi16(_mm_max_epi16(a2n, _mm_set1_epi16(-12288)), _mm_set1_epi16(12288));
 
     // UPPOL1, with mult(A1, 32640) = A1 + floor(-A1 / 256).
     const __m128i c192 = _mm_sub_epi16(_mm_xor_si128(_mm_set1_epi16(192), x01), x01);
     __m128i a1n = _mm_add_epi16(c192, _mm_add_epi16(a1, _mm_mulhi_epi16(a1, _mm_set1_epi16(-256))));
-    const __m128i lim = _mm_sub_epi16(_mm_set1_epi16(15360), a2n);
-    a1n = _mm_max_epi16(_mm_min_epi16(a1n, lim), _mm_sub_epi16(_mm_setzero_si128(), lim));
+    a1n = _mm_max_epi16(_mm_min_epi16(a1n, _mm_sub_epi16(_mm_set1_epi16(15360), a2n)),
+                        _mm_sub_epi16(a2n, _mm_set1_epi16(15360)));
     // FILTEP, with the two products formed side by side.
     const __m128i r1 = B.r;
     B.sp = _mm_adds_epi16(mult(a1n, _mm_adds_epi16(r0, r0)), mult(a2n, _mm_adds_epi16(r1, r1)));
