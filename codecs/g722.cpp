@@ -125,16 +125,18 @@ public:
         Zin16s codes[2 * kBlockPairs];
         int n = 0;
         if (bits_ == 8) {
-            // One octet per pair: whole blocks straight from the input.
-            out.reserve(out.size() + 2 * bytes);
+            // One octet per pair: whole blocks straight from the input into
+            // the output, which grows once.
+            const std::size_t at = out.size();
+            out.resize(at + 2 * bytes);
             for (std::size_t i = 0; i < bytes;) {
-                n = static_cast<int>(std::min<std::size_t>(kBlockPairs, bytes - i));
-                for (int k = 0; k < n; ++k) {
-                    codes[2 * k] = static_cast<Zin16s>(data[i + k] & 63);
-                    codes[2 * k + 1] = static_cast<Zin16s>(data[i + k] >> 6);
+                const int m = static_cast<int>(std::min<std::size_t>(kBlockPairs, bytes - i));
+                for (int k = 0; k < m; ++k) {
+                    codes[2 * k] = static_cast<Zin16s>(data[i + static_cast<std::size_t>(k)] & 63);
+                    codes[2 * k + 1] = static_cast<Zin16s>(data[i + static_cast<std::size_t>(k)] >> 6);
                 }
-                i += static_cast<std::size_t>(n);
-                flush(codes, n, out);
+                decode_block(codes, m, out.data() + at + 2 * i);
+                i += static_cast<std::size_t>(m);
             }
             return;
         }
@@ -171,12 +173,17 @@ private:
 
     void flush(Zin16s* codes, int& n, std::vector<int16_t>& out) {
         if (n == 0) return;
-        Zin16s bands[2 * kBlockPairs];
-        zinsSBADPCMDecode_G722_16s(codes, bands, 2 * n, mode_, core_.state());
         const std::size_t at = out.size();
         out.resize(at + 2 * static_cast<std::size_t>(n));
-        zinsQMFDecode_G722_16s(bands, out.data() + at, 2 * n, core_.delay.data());
+        decode_block(codes, n, out.data() + at);
         n = 0;
+    }
+
+    // ADPCM decoder, then the receive QMF, for `n` code pairs.
+    void decode_block(const Zin16s* codes, int n, int16_t* pcm) {
+        Zin16s bands[2 * kBlockPairs];
+        zinsSBADPCMDecode_G722_16s(codes, bands, 2 * n, mode_, core_.state());
+        zinsQMFDecode_G722_16s(bands, pcm, 2 * n, core_.delay.data());
     }
 
     G722Core core_;
