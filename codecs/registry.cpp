@@ -7,10 +7,12 @@
 namespace zc {
 
 // extern const CodecInfo kG726_16;   (one declaration per codec)
+extern const CodecInfo kGsmFr;
 extern const CodecInfo kG722_64, kG722_56, kG722_48;
 
 namespace {
 const CodecInfo* const kCodecs[] = {
+    &kGsmFr,
     &kG722_64,
     &kG722_56,
     &kG722_48,

@@ -148,6 +148,59 @@ ZINSC_API ZinStatus zinsMul_NR_16s_ISfs(const Zin16s* pSrc, Zin16s* pSrcDst, int
 
 /* ---- Correlation, convolution and LP filters (generic) ---------------- */
 
+/* Best lag in lowLag..highLag of sum src[i]*src[i+lag] in single precision; ties to the smallest lag. */
+ZINSC_API ZinStatus zinsAutoCorrLagMax_32f(const Zin32f* pSrc, int len, int lowLag, int highLag, Zin32f* pMax, int* pLag);
+/* Best lag in lowLag..highLag of the doubled (saturated) sum src[i]*src[i+lag]; ties to the smallest lag. */
+ZINSC_API ZinStatus zinsAutoCorrLagMax_Fwd_16s(const Zin16s* pSrc, int len, int lowLag, int highLag, Zin32s* pMax, int* pLag);
+/* Best lag in highLag..lowLag of the doubled (wrapping) sum src[i]*src[i-lag]; ties to the smallest lag. */
+ZINSC_API ZinStatus zinsAutoCorrLagMax_Inv_16s(const Zin16s* pSrc, int len, int lowLag, int highLag, Zin32s* pMax, int* pLag);
+/* Autocorrelation for lags 0..lags-1 in 32-bit wrapping sums; lags at or beyond len give 0. */
+ZINSC_API ZinStatus zinsAutoCorr_16s32s(const Zin16s* pSrc, int len, Zin32s* pDst, int lags);
+/* Autocorrelation normalised by its energy (2e+1), 32 bits; zinStsOverflow when the energy exceeds 0x3FFFFFFF. */
+ZINSC_API ZinStatus zinsAutoCorr_NormE_16s32s(const Zin16s* pSrc, int len, Zin32s* pDst, int lags, int* pNorm);
+/* Autocorrelation normalised by its energy, rounded to 16 bits. */
+ZINSC_API ZinStatus zinsAutoCorr_NormE_NR_16s(const Zin16s* pSrc, int len, Zin16s* pDst, int lags, int* pNorm);
+/* dst[n] = sum for k in 0..n of src1[k]*src2[n-k], 32-bit wrapping. */
+ZINSC_API ZinStatus zinsConvPartial_16s32s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin32s* pDst, int len);
+/* The same sum shifted right by scaleFactor, truncated, low 16 bits stored. */
+ZINSC_API ZinStatus zinsConvPartial_16s_Sfs(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int len, int scaleFactor);
+/* Q15 partial convolution with the saturation and rounding of the basic operators (L_mac, round). */
+ZINSC_API ZinStatus zinsConvPartial_NR_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int len);
+/* Q15 partial convolution, (32-bit sum + 16384) >> 15, low 16 bits, for inputs known to be small. */
+ZINSC_API ZinStatus zinsConvPartial_NR_Low_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int len);
+/* Best lag in lagMax..0 of sum src1[i]*src2[i+lag]; ties to the largest lag, start value 0. */
+ZINSC_API ZinStatus zinsCrossCorrLagMax_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, int lagMax, Zin32s* pMax, int* pLag);
+/* Largest of sum src1[i]*src2[i+lag] over lags lagMax..0 in double precision; ties to the largest lag. */
+ZINSC_API ZinStatus zinsCrossCorrLagMax_32f64f(const Zin32f* pSrc1, const Zin32f* pSrc2, int len, int lagMax, Zin64f* pMax, int* pLag);
+/* dst[k] = sum of src1[i]*src2[i+k] over the len-k terms inside, 64-bit sum scaled by the _Sfs rule. */
+ZINSC_API ZinStatus zinsCrossCorr_16s32s_Sfs(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin32s* pDst, int scaleFactor);
+/* zinsCrossCorr_NR_16s_Sfs at the fixed scale 15. */
+ZINSC_API ZinStatus zinsCrossCorr_NR_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin16s* pDst, int lags);
+/* dst[k] = sum over i < len of src1[i]*src2[i+k], 64-bit sum saturated to 32 bits. */
+ZINSC_API ZinStatus zinsCrossCorr_NR_16s32s(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin32s* pDst, int lags);
+/* The same sum cut to 32 bits, rounded half up by scaleFactor, saturated to 16 bits. */
+ZINSC_API ZinStatus zinsCrossCorr_NR_16s_Sfs(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin16s* pDst, int lags, int scaleFactor);
+/* Cross-correlation for len lags, doubled and shifted right by one count so that it fits 16 bits. */
+ZINSC_API ZinStatus zinsCrossCorr_NormM_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin16s* pDst);
+/* In place x[n] += (x[n-lag]*val) >> 15, truncating and wrapping in 16 bits. */
+ZINSC_API ZinStatus zinsHarmonicFilter_16s_I(Zin16s val, int lag, Zin16s* pSrcDst, int len);
+/* In place x[n] += x[n-lag]*val in single precision. */
+ZINSC_API ZinStatus zinsHarmonicFilter_32f_I(Zin32f val, int lag, Zin32f* pSrcDst, int len);
+/* dst[n] = saturate((src[n]*32768 + src[n-lag]*val + 16384) >> 15). */
+ZINSC_API ZinStatus zinsHarmonicFilter_NR_16s(Zin16s val, int lag, const Zin16s* pSrc, Zin16s* pDst, int len);
+/* In place y[n] = x[n] - val*x[n-1], x[-1] in *pMem, which then receives the last input. */
+ZINSC_API ZinStatus zinsPreemphasize_32f_I(Zin32f val, Zin32f* pSrcDst, int len, Zin32f* pMem);
+/* All-zero filter: saturate(((sum of a[k]*src[n-k], k = 0..order) + round) >> scale); reads order samples before pSrc. */
+ZINSC_API ZinStatus zinsResidualFilter_Low_16s_Sfs(const Zin16s* pSrc, int order, const Zin16s* pCoeffs, Zin16s* pDst, int len, int scaleFactor);
+/* The order-10 all-pole filter in place, low 16 bits stored, no overflow report. */
+ZINSC_API ZinStatus zinsSynthesisFilterLow_NR_16s_ISfs(const Zin16s* pLPC, Zin16s* pSrcDst, int len, int scaleFactor, const Zin16s* pMem);
+/* Impulse response of the order-10 all-pole filter at rest. */
+ZINSC_API ZinStatus zinsSynthesisFilterZeroStateResponse_NR_16s(const Zin16s* pLPC, Zin16s* pDst, int len, int scaleFactor);
+/* zinsSynthesisFilter_NR_16s_Sfs in place. */
+ZINSC_API ZinStatus zinsSynthesisFilter_NR_16s_ISfs(const Zin16s* pLPC, Zin16s* pSrcDst, int len, int scaleFactor, const Zin16s* pMem);
+/* Order-10 all-pole filter, scale 12 or 13; memory (10 outputs, newest last) or null for zero history. */
+ZINSC_API ZinStatus zinsSynthesisFilter_NR_16s_Sfs(const Zin16s* pLPC, const Zin16s* pSrc, Zin16s* pDst, int len, int scaleFactor, const Zin16s* pMem);
+
 /* ---- G.726 ------------------------------------------------------------- */
 
 /* ---- G.722 ------------------------------------------------------------- */
@@ -181,6 +234,23 @@ ZINSC_API ZinStatus zinsSBADPCMEncodeStateSize_G722_16s(int* pSize);
 ZINSC_API ZinStatus zinsSBADPCMEncode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, ZinSBADPCMState_G722_16s* pState);
 
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
+
+/* Offset compensation (GSM 06.10 4.2.1-4.2.2), wrapping; pMem[0] = z2, pMem[1] = z1, zero at stream start. */
+ZINSC_API ZinStatus zinsHighPassFilter_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin32s* pMem);
+/* Preemphasis (4.2.3): dst = src + mult_r(previous src, -28180); *pMem holds the previous input. */
+ZINSC_API ZinStatus zinsPreemphasize_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pMem);
+/* Deemphasis, upscaling and truncation (4.3.5-4.3.7) in place; *pMem holds the deemphasised value. */
+ZINSC_API ZinStatus zinsDeemphasize_GSMFR_16s_I(Zin16s* pSrcDst, int len, Zin16s* pMem);
+/* Weighting filter (4.2.13); reads pSrc[-5] to pSrc[len+4]. */
+ZINSC_API ZinStatus zinsWeightingFilter_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len);
+/* Schur recursion (4.2.5): order+1 autocorrelations to order reflection coefficients (order 1 to 8). */
+ZINSC_API ZinStatus zinsSchur_GSMFR_32s16s(const Zin32s* pSrc, Zin16s* pDst, int order);
+/* Order-8 short-term analysis lattice (4.2.10) in place; pMem holds the 8 stage delays. */
+ZINSC_API ZinStatus zinsShortTermAnalysisFilter_GSMFR_16s_I(const Zin16s* pRC, Zin16s* pSrcDst, int len, Zin16s* pMem);
+/* Order-8 short-term synthesis lattice (4.3.4); pMem holds the 8 stage delays. */
+ZINSC_API ZinStatus zinsShortTermSynthesisFilter_GSMFR_16s(const Zin16s* pRC, const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pMem);
+/* APCM inverse quantisation (4.2.16) of 13 codes with the mantissa factor and the shift 6 - exponent. */
+ZINSC_API ZinStatus zinsRPEQuantDecode_GSMFR_16s(const Zin16s* pSrc, Zin16s ampl, Zin16s amplSfs, Zin16s* pDst);
 
 #ifdef __cplusplus
 }

@@ -34,21 +34,37 @@ namespace {
 // The largest data cache, read once at load (0: not known yet).
 std::int32_t g_cache_bytes = 0;
 
-int query_cache_size(std::int32_t* size) {
+// Largest data or unified cache from the deterministic cache parameters:
+// leaf 4 on Intel, leaf 0x8000001D on AMD; both have the same layout.
+std::int64_t largest_from_cache_leaves(unsigned leaf) {
     unsigned a = 0, b = 0, c = 0, d = 0;
     std::int64_t largest = 0;
-    // Deterministic cache parameters, one sub-leaf per cache.
     for (unsigned i = 0; i < 16; ++i) {
-        if (!__get_cpuid_count(4, i, &a, &b, &c, &d)) break;
-        unsigned type = a & 31u;
+        if (!__get_cpuid_count(leaf, i, &a, &b, &c, &d)) break;
+        const unsigned type = a & 31u;
         if (type == 0) break;
         if (type == 2) continue;  // instruction cache
-        std::int64_t ways = ((b >> 22) & 1023u) + 1;
-        std::int64_t parts = ((b >> 12) & 1023u) + 1;
-        std::int64_t line = (b & 4095u) + 1;
-        std::int64_t sets = static_cast<std::int64_t>(c) + 1;
-        std::int64_t bytes = ways * parts * line * sets;
+        const std::int64_t ways = ((b >> 22) & 1023u) + 1;
+        const std::int64_t parts = ((b >> 12) & 1023u) + 1;
+        const std::int64_t line = (b & 4095u) + 1;
+        const std::int64_t sets = static_cast<std::int64_t>(c) + 1;
+        const std::int64_t bytes = ways * parts * line * sets;
         if (bytes > largest) largest = bytes;
+    }
+    return largest;
+}
+
+int query_cache_size(std::int32_t* size) {
+    std::int64_t largest = largest_from_cache_leaves(4);
+    if (largest <= 0) largest = largest_from_cache_leaves(0x8000001Du);
+    if (largest <= 0) {
+        // AMD's older summary: L2 in KiB in ECX[31:16], L3 in 512 KiB units in EDX[31:18].
+        unsigned a = 0, b = 0, c = 0, d = 0;
+        if (__get_cpuid(0x80000006u, &a, &b, &c, &d)) {
+            const std::int64_t l2 = std::int64_t{c >> 16} * 1024;
+            const std::int64_t l3 = std::int64_t{d >> 18} * 512 * 1024;
+            largest = l3 > l2 ? l3 : l2;
+        }
     }
     if (largest <= 0) return -1;
     *size = largest > INT32_MAX ? INT32_MAX : static_cast<std::int32_t>(largest);

@@ -509,6 +509,8 @@ ZinStatus DotProd_16s32s_Sfs(const Zin16s* src1, const Zin16s* src2, int len, Zi
     return zinStsNoErr;
 }
 
+Zin64s DotProd_16s64s(const Zin16s* src1, const Zin16s* src2, int len) { return dot_16s(src1, src2, len); }
+
 // ---- scalar tools -------------------------------------------------------
 
 int Norm_32s(Zin32s x) {

@@ -62,6 +62,8 @@ ZinStatus Sum_16s_Sfs(const Zin16s* src, int len, Zin16s* result, int scale);
 ZinStatus Sum_32s(const Zin32s* src, int len, Zin32s* result, int scale);
 // Sum of products in an exact 64-bit accumulator, then the _Sfs rule to 32 bits.
 ZinStatus DotProd_16s32s_Sfs(const Zin16s* src1, const Zin16s* src2, int len, Zin32s* result, int scale);
+// The exact 64-bit sum of products behind DotProd_16s32s_Sfs, unchecked (len >= 0).
+Zin64s DotProd_16s64s(const Zin16s* src1, const Zin16s* src2, int len);
 
 // ---- scalar tools -------------------------------------------------------
 
