@@ -231,20 +231,23 @@ inline __m128i adapt(Bands& B, __m128i dq, __m128i w) {
     return r0;
 }
 
-// Decision levels of QUANTL multiplied by 16, in four vectors of eight; the
-// lanes past level 29 are padding that counts as above every difference.
-alignas(16) constexpr std::uint16_t kQ6x16[32] = {
-    35 * 16,   72 * 16,   110 * 16,  150 * 16,  190 * 16,  233 * 16,  276 * 16,  323 * 16,
-    370 * 16,  422 * 16,  473 * 16,  530 * 16,  587 * 16,  650 * 16,  714 * 16,  786 * 16,
-    858 * 16,  940 * 16,  1023 * 16, 1121 * 16, 1219 * 16, 1339 * 16, 1458 * 16, 1612 * 16,
-    1765 * 16, 1980 * 16, 2195 * 16, 2557 * 16, 2919 * 16, 0,         0,         0};
-static_assert(kQ6x16[0] == kQ6[1] * 16 && kQ6x16[28] == kQ6[29] * 16);
+// Decision levels 1 to 29 of QUANTL multiplied by 16, in four vectors of
+// eight; the lanes past level 29 are padding that counts as above every
+// difference.
+struct alignas(16) Levels16 {
+    std::uint16_t v[32];
+};
+constexpr Levels16 kQ6x16 = [] {
+    Levels16 t{};
+    for (int i = 1; i <= 29; ++i) t.v[i - 1] = static_cast<std::uint16_t>(kQ6[i] * 16);
+    return t;
+}();
 
 // QUANTL: the interval 1..30 of the magnitude in lane 0 of `wd`: the
 // smallest index whose level scaled by DETL, (level * 16 * DETL) >> 16 ==
 // (level * DETL) >> 12, exceeds it, or 30. `det` holds DETL in every lane.
 inline int quantl_interval(__m128i det, __m128i wd) {
-    const __m128i* q = reinterpret_cast<const __m128i*>(kQ6x16);
+    const __m128i* q = reinterpret_cast<const __m128i*>(kQ6x16.v);
     const __m128i w = _mm_shuffle_epi8(wd, _mm_set1_epi16(0x0100));
     const __m128i g0 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 0), det), w);
     const __m128i g1 = _mm_cmpgt_epi16(_mm_mulhi_epu16(_mm_load_si128(q + 1), det), w);
@@ -273,7 +276,9 @@ void encode_pairs(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
     Bands B;
     load_bands(st, B);
     for (int k = 0; k < pairs; ++k) {
-        // SUBTRA of both bands, and the magnitudes ~e for a negative e.
+        // SUBTRA of both bands, and the magnitudes ~e for a negative e. The
+        // difference saturates here, which changes no decision: its sign
+        // stays, and any magnitude of 32767 or more lies above every level.
         int xv;
         __builtin_memcpy(&xv, src + 2 * k, 4);
         const __m128i e = _mm_subs_epi16(_mm_cvtsi32_si128(xv), B.s);
@@ -281,8 +286,9 @@ void encode_pairs(const Zin16s* src, Zin16s* dst, int pairs, State* st) {
         const __m128i wd = _mm_xor_si128(e, neg);
         // QUANTL.
         const int mil = quantl_interval(_mm_shuffle_epi8(B.det, _mm_set1_epi16(0x0100)), wd);
-        // QUANTH: the level 564 * DETH >> 12 in lane 1; lanes 2-3 of `c`
-        // say whether the high magnitude lies below it.
+        // QUANTH: the level 564 * DETH >> 12 in lane 1. The mask bits give
+        // the two signs (bits 0, 2) and whether the high magnitude lies
+        // below that level (bit 6).
         const __m128i small = _mm_cmpgt_epi16(_mm_mulhi_epu16(B.det, _mm_set1_epi16(564 * 16)), wd);
         const unsigned bits = static_cast<unsigned>(_mm_movemask_epi8(_mm_unpacklo_epi32(neg, small)));
         const int pos_low = (~bits) & 1, pos_high = ((~bits) >> 2) & 1, below = (bits >> 6) & 1;
