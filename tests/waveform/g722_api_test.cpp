@@ -151,33 +151,23 @@ TEST(G722Api, SilenceGivesStableCodes) {
 
 // ---- QMF against the plain statement of the two filters ---------------------
 
-void qmf_encode_ref(const int16_t* src, int16_t* dst, int len, int16_t* dl) {
+// Both filters: two words enter the delay line at its head (encoder: the
+// older sample to word 1; decoder: low - high to word 0, low + high to word
+// 1, saturated), the even and odd sums a and b give the outputs, the line
+// moves by two.
+void qmf_ref(bool decode, const int16_t* src, int16_t* dst, int len, int16_t* dl) {
     for (int k = 0; k < len / 2; ++k) {
-        dl[1] = src[2 * k];
-        dl[0] = src[2 * k + 1];
+        const int x0 = src[2 * k], x1 = src[2 * k + 1];
+        dl[0] = static_cast<int16_t>(decode ? std::clamp(x0 - x1, -32768, 32767) : x1);
+        dl[1] = static_cast<int16_t>(decode ? std::clamp(x0 + x1, -32768, 32767) : x0);
         int32_t a = 0, b = 0;
         for (int i = 0; i < 12; ++i) {
             a += zin::g722::kQmf[2 * i] * dl[2 * i];
             b += zin::g722::kQmf[2 * i + 1] * dl[2 * i + 1];
         }
-        dst[2 * k] = static_cast<int16_t>(std::clamp((a + b) >> 15, -16384, 16383));
-        dst[2 * k + 1] = static_cast<int16_t>(std::clamp((a - b) >> 15, -16384, 16383));
-        for (int i = 23; i >= 2; --i) dl[i] = dl[i - 2];
-    }
-}
-
-void qmf_decode_ref(const int16_t* src, int16_t* dst, int len, int16_t* dl) {
-    for (int k = 0; k < len / 2; ++k) {
-        const int l = src[2 * k], h = src[2 * k + 1];
-        dl[0] = static_cast<int16_t>(std::clamp(l - h, -32768, 32767));
-        dl[1] = static_cast<int16_t>(std::clamp(l + h, -32768, 32767));
-        int32_t a = 0, b = 0;
-        for (int i = 0; i < 12; ++i) {
-            a += zin::g722::kQmf[2 * i] * dl[2 * i];
-            b += zin::g722::kQmf[2 * i + 1] * dl[2 * i + 1];
-        }
-        dst[2 * k] = static_cast<int16_t>(std::clamp(a >> 12, -32768, 32767));
-        dst[2 * k + 1] = static_cast<int16_t>(std::clamp(b >> 12, -32768, 32767));
+        const int lo = decode ? -32768 : -16384, hi = decode ? 32767 : 16383;
+        dst[2 * k] = static_cast<int16_t>(std::clamp(decode ? a >> 12 : (a + b) >> 15, lo, hi));
+        dst[2 * k + 1] = static_cast<int16_t>(std::clamp(decode ? b >> 12 : (a - b) >> 15, lo, hi));
         for (int i = 23; i >= 2; --i) dl[i] = dl[i - 2];
     }
 }
@@ -195,13 +185,9 @@ TEST(G722Api, QmfMatchesPlainStatement) {
                 Misaligned<int16_t> S(len, len % 7), D(len, (len + 3) % 8), L(24, len % 5);
                 S.assign(in);
                 L.assign(dl);
-                if (decode) {
-                    qmf_decode_ref(in.data(), want.data(), len, dl_ref.data());
-                    ASSERT_EQ(zinsQMFDecode_G722_16s(S.data(), D.data(), len, L.data()), zinStsNoErr);
-                } else {
-                    qmf_encode_ref(in.data(), want.data(), len, dl_ref.data());
-                    ASSERT_EQ(zinsQMFEncode_G722_16s(S.data(), D.data(), len, L.data()), zinStsNoErr);
-                }
+                qmf_ref(decode, in.data(), want.data(), len, dl_ref.data());
+                ASSERT_EQ((decode ? zinsQMFDecode_G722_16s : zinsQMFEncode_G722_16s)(S.data(), D.data(), len, L.data()),
+                          zinStsNoErr);
                 ASSERT_EQ(D.vec(), want) << "len " << len << " decode " << decode;
                 ASSERT_EQ(L.vec(), dl_ref) << "delay line, len " << len;
                 ASSERT_TRUE(D.guards_intact() && L.guards_intact() && S.guards_intact());
