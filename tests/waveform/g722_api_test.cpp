@@ -18,7 +18,7 @@ namespace {
 using zt::Misaligned;
 using State = ZinSBADPCMState_G722_16s;
 
-// 160 bytes of 0x5A with a state object `off` bytes in.
+// 176 bytes of 0x5A with a state object `off` bytes in.
 struct Obj {
     explicit Obj(int off = 0) : bytes(176, 0x5A), off(off) {}
     State* p() { return reinterpret_cast<State*>(bytes.data() + off); }
