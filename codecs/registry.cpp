@@ -12,6 +12,7 @@ extern const CodecInfo kG726_24;
 extern const CodecInfo kG726_32;
 extern const CodecInfo kG726_40;
 extern const CodecInfo kGsmFr;
+extern const CodecInfo kG722_64, kG722_56, kG722_48;
 
 namespace {
 const CodecInfo* const kCodecs[] = {
@@ -20,6 +21,9 @@ const CodecInfo* const kCodecs[] = {
     &kG726_32,
     &kG726_40,
     &kGsmFr,
+    &kG722_64,
+    &kG722_56,
+    &kG722_48,
 };
 }  // namespace
 

@@ -229,6 +229,34 @@ ZINSC_API ZinStatus zinsEncode_G726_16s8u(ZinG726EncState* pState, const Zin16s*
 
 /* ---- G.722 ------------------------------------------------------------- */
 
+/* Shared encoder/decoder state of the sub-band ADPCM coder: 144 bytes at any alignment. */
+typedef struct ZinSBADPCMState_G722 ZinSBADPCMState_G722_16s;
+
+/* Concealment class of a frame (in and out); trims lone peaks of signal[lag..2*lag-1], reading from signal[-2]. */
+ZINSC_API ZinStatus zinsClassifyFrame_G722_16s_I(Zin16s* pSignal, int lag, int* pClass, const ZinSBADPCMState_G722_16s* pState);
+/* Decimation by four with a nine-tap symmetric FIR; reads five samples before pSrc. */
+ZINSC_API ZinStatus zinsDownsampleFilter_G722_16s(const Zin16s* pSrc, int len, Zin16s* pDst);
+/* First-order high-pass of the high band in place; pMem holds the previous u and y. */
+ZINSC_API ZinStatus zinsFilterHighband_G722_16s_I(Zin16s* pSrcDst, int len, Zin16s* pMem);
+/* Receive QMF: low/high word pairs to pairs of 16 kHz samples, through a 24-word delay line. */
+ZINSC_API ZinStatus zinsQMFDecode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pDelay);
+/* Transmit QMF: pairs of 16 kHz samples to low/high word pairs, through a 24-word delay line. */
+ZINSC_API ZinStatus zinsQMFEncode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pDelay);
+/* Prepares a sub-band ADPCM state object (same as the encoder's Init). */
+ZINSC_API ZinStatus zinsSBADPCMDecodeInit_G722_16s(ZinSBADPCMState_G722_16s* pState);
+/* Writes the size in bytes of the sub-band ADPCM state object (144). */
+ZINSC_API ZinStatus zinsSBADPCMDecodeStateSize_G722_16s(int* pSize);
+/* Restarts the low-band predictor after a loss from two past values and a prediction; resets scale factors if asked. */
+ZINSC_API ZinStatus zinsSBADPCMDecodeStateUpdate_G722_16s(const Zin16s* pPast, Zin16s value, int reset, ZinSBADPCMState_G722_16s* pState);
+/* Sub-band ADPCM decoder: code pairs to low/high sub-band pairs; mode 1, 2, other: 64, 56, 48 kbit/s. */
+ZINSC_API ZinStatus zinsSBADPCMDecode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, int mode, ZinSBADPCMState_G722_16s* pState);
+/* Prepares a sub-band ADPCM state object. */
+ZINSC_API ZinStatus zinsSBADPCMEncodeInit_G722_16s(ZinSBADPCMState_G722_16s* pState);
+/* Writes the size in bytes of the sub-band ADPCM state object (144). */
+ZINSC_API ZinStatus zinsSBADPCMEncodeStateSize_G722_16s(int* pSize);
+/* Sub-band ADPCM encoder: low/high sub-band pairs to 6-bit low and 2-bit high code pairs. */
+ZINSC_API ZinStatus zinsSBADPCMEncode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, ZinSBADPCMState_G722_16s* pState);
+
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
 
 /* Offset compensation (GSM 06.10 4.2.1-4.2.2), wrapping; pMem[0] = z2, pMem[1] = z1, zero at stream start. */
