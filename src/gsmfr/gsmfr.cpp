@@ -32,18 +32,18 @@ struct HpState {
     Zin32s z1;
 };
 
-// With msp = z2 >> 15 and lsp = z2 & 0x7FFF, 32735 = 32768 - 33 gives
-//   msp * 32735 = z2 - lsp - 33 msp  and
-//   (lsp * 32735 + 16384) >> 15 = lsp + ((16384 - 33 lsp) >> 15),
-// so the recursive part is z2 - 33 msp + ((16384 - 33 lsp) >> 15), the same
-// value (modulo 2^32) with a shorter path from one sample to the next.
+// With msp = z2 >> 15 and lsp = z2 & 0x7FFF the recursive part is
+//   msp * 32735 + ((lsp * 32735 + 16384) >> 15) = (z2 * 32735 + 16384) >> 15
+// (msp * 32735 * 32768 is a whole multiple of 2^15), and 32735 = 32768 - 33
+// makes it z2 + ((16384 - 33 z2) >> 15). In 64 bits nothing overflows, and
+// the low 32 bits are the wrapped sum: a shift, two subtractions and an
+// addition from one sample to the next.
 inline Zin16s hp_step(Zin16s x, HpState& st) {
     const Zin32s s = (Zin32s{x} >> 3) << 2;
-    const Zin32s z2 = static_cast<Zin32s>(st.z2);
-    const std::uint32_t rec_hi = st.z2 - static_cast<std::uint32_t>(z2 >> 15) * 33u;
-    const std::uint32_t rec_lo = static_cast<std::uint32_t>((16384 - (z2 & 0x7FFF) * 33) >> 15);
+    const std::int64_t z2 = static_cast<Zin32s>(st.z2);
+    const std::int64_t rec = z2 + ((16384 - z2 - (z2 << 5)) >> 15);
     const std::uint32_t nonrec = static_cast<std::uint32_t>(s - st.z1) << 15;
-    const std::uint32_t l = nonrec + rec_hi + rec_lo;
+    const std::uint32_t l = nonrec + static_cast<std::uint32_t>(rec);
     st.z2 = l;
     st.z1 = s;
     return fx::wrap16(static_cast<Zin32s>(l + 16384u) >> 15);
