@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include <emmintrin.h>
+#include <immintrin.h>
 
 #include "codec.h"
 #include "zinsc.h"
@@ -68,6 +68,19 @@ inline void dot4(const int16_t* a, const int16_t* b0, std::ptrdiff_t step, int n
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
                      _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
 }
+
+inline __m128i load8(const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+inline void store8(int16_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+inline int32_t hsum32(__m128i v) {
+    v = _mm_add_epi32(v, _mm_unpackhi_epi64(v, v));
+    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 1));
+    return _mm_cvtsi128_si32(v);
+}
+
+// Eight lanes of mult_r(b, x) and add/sub: pmulhrsw is (b*x + 16384) >> 15,
+// exact while b is not -32768 (the gains of Table 4.3b are not), and
+// paddsw/psubsw saturate as the standard's add and sub.
+inline __m128i mult_r8(__m128i b, __m128i x) { return _mm_mulhrs_epi16(b, x); }
 
 // ---- 4.2.4 autocorrelation, with its own dynamic scaling ------------------
 
@@ -173,33 +186,35 @@ void decode_lar(const int16_t* LARc, int16_t* LARpp) {
     }
 }
 
-void lar_to_rp(int16_t* LARp) {
-    for (int i = 0; i < 8; ++i) {
-        const int16_t x = LARp[i];
-        const int16_t t = abs_s(x);
-        const int16_t m = t < 11059 ? static_cast<int16_t>(t << 1)
-                                    : (t < 20070 ? static_cast<int16_t>(t + 11059) : add(static_cast<int16_t>(t >> 2), 26112));
-        LARp[i] = x < 0 ? static_cast<int16_t>(-m) : m;
-    }
+// 4.2.9.2 on the eight LARs at once: |x| (abs_s, so -32768 gives 32767),
+// the three pieces of the inverse segment-wise mapping, the sign restored.
+__m128i lar_to_rp(__m128i x) {
+    const __m128i t = _mm_min_epu16(_mm_abs_epi16(x), _mm_set1_epi16(32767));
+    const __m128i m1 = _mm_slli_epi16(t, 1);
+    const __m128i m2 = _mm_add_epi16(t, _mm_set1_epi16(11059));
+    const __m128i m3 = _mm_adds_epi16(_mm_srai_epi16(t, 2), _mm_set1_epi16(26112));
+    const __m128i below1 = _mm_cmpgt_epi16(_mm_set1_epi16(11059), t);
+    const __m128i below2 = _mm_cmpgt_epi16(_mm_set1_epi16(20070), t);
+    const __m128i m = _mm_blendv_epi8(_mm_blendv_epi8(m3, m2, below2), m1, below1);
+    return _mm_sign_epi16(m, x);  // m is 0 where x is 0
 }
 
 // The four coefficient sets of a frame (k = 0..12, 13..26, 27..39, 40..159).
 inline constexpr int kSegStart[4] = {0, 13, 27, 40};
 inline constexpr int kSegLen[4] = {13, 14, 13, 120};
 
+// 4.2.9.1 interpolation of the LARs of the previous and the current frame
+// for one segment, then 4.2.9.2.
 void interpolate(const int16_t* prev, const int16_t* cur, int seg, int16_t* rp) {
-    for (int i = 0; i < 8; ++i) {
-        const int16_t a = prev[i], b = cur[i];
-        int16_t x;
-        switch (seg) {
-            case 0: x = add(add(static_cast<int16_t>(a >> 2), static_cast<int16_t>(b >> 2)), static_cast<int16_t>(a >> 1)); break;
-            case 1: x = add(static_cast<int16_t>(a >> 1), static_cast<int16_t>(b >> 1)); break;
-            case 2: x = add(add(static_cast<int16_t>(a >> 2), static_cast<int16_t>(b >> 2)), static_cast<int16_t>(b >> 1)); break;
-            default: x = b; break;
-        }
-        rp[i] = x;
+    const __m128i a = load8(prev), b = load8(cur);
+    __m128i x;
+    switch (seg) {
+        case 0: x = _mm_adds_epi16(_mm_adds_epi16(_mm_srai_epi16(a, 2), _mm_srai_epi16(b, 2)), _mm_srai_epi16(a, 1)); break;
+        case 1: x = _mm_adds_epi16(_mm_srai_epi16(a, 1), _mm_srai_epi16(b, 1)); break;
+        case 2: x = _mm_adds_epi16(_mm_adds_epi16(_mm_srai_epi16(a, 2), _mm_srai_epi16(b, 2)), _mm_srai_epi16(b, 1)); break;
+        default: x = b; break;
     }
-    lar_to_rp(rp);
+    store8(rp, lar_to_rp(x));
 }
 
 // ---- 4.2.11 LTP parameters -----------------------------------------------------
@@ -227,12 +242,13 @@ void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_
     Nc_out = Nc;
     L_max = (L_max << 1) >> (6 - scal);
 
-    int32_t L_power = 0;
-    for (int k = 0; k < 40; ++k) {
-        const int32_t v = dp[k - Nc] >> 3;
-        L_power += v * v;
+    // |d' >> 3| <= 4096: forty squares stay below 2^30.
+    __m128i pw = _mm_setzero_si128();
+    for (int k = 0; k < 40; k += 8) {
+        const __m128i v = _mm_srai_epi16(load8(dp + k - Nc), 3);
+        pw = _mm_add_epi32(pw, _mm_madd_epi16(v, v));
     }
-    L_power <<= 1;
+    const int32_t L_power = hsum32(pw) << 1;
 
     if (L_max <= 0) {
         bc_out = 0;
@@ -253,16 +269,30 @@ void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_
 
 // ---- 4.2.14 to 4.2.17 RPE grid, APCM -------------------------------------------
 
+// Lanes k = m + 3i, i = 0..12, of the forty samples, for each grid m
+// (all ones where the sample belongs to the grid).
+constexpr auto kGridMask = [] {
+    struct Masks {
+        int16_t v[4][40];
+    } g{};
+    for (int m = 0; m < 4; ++m)
+        for (int i = 0; i < 13; ++i) g.v[m][m + 3 * i] = -1;
+    return g;
+}();
+
 int grid_selection(const int16_t* x, int16_t* xM) {
+    // |x >> 2| <= 8192: thirteen squares stay below 2^30.
+    __m128i v[5];
+    for (int j = 0; j < 5; ++j) v[j] = _mm_srai_epi16(load8(x + 8 * j), 2);
     int32_t em = 0;
     int mc = 0;
     for (int m = 0; m < 4; ++m) {
-        int32_t sum = 0;
-        for (int i = 0; i < 13; ++i) {
-            const int32_t v = x[m + 3 * i] >> 2;
-            sum += v * v;
+        __m128i acc = _mm_setzero_si128();
+        for (int j = 0; j < 5; ++j) {
+            const __m128i g = _mm_and_si128(v[j], load8(kGridMask.v[m] + 8 * j));
+            acc = _mm_add_epi32(acc, _mm_madd_epi16(g, g));
         }
-        sum <<= 1;
+        const int32_t sum = hsum32(acc) << 1;
         if (m == 0 || sum > em) {
             em = sum;
             mc = m;
@@ -363,10 +393,11 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
         // the weighting filter.
         int16_t e[50] = {};
         int16_t dpp[40];
-        const int16_t b = kQLB[bc];
-        for (int i = 0; i < 40; ++i) {
-            dpp[i] = mult_r(b, dpk[i - Nc]);
-            e[5 + i] = sub(d[i], dpp[i]);
+        const __m128i b = _mm_set1_epi16(kQLB[bc]);
+        for (int i = 0; i < 40; i += 8) {
+            const __m128i p = mult_r8(b, load8(dpk + i - Nc));
+            store8(dpp + i, p);
+            store8(e + 5 + i, _mm_subs_epi16(load8(d + i), p));
         }
 
         int16_t x[40], xM[13];
@@ -379,10 +410,8 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
         rpe_decoding(out.xmaxc[k], out.Mc[k], out.xMc + 13 * k, ep);
 
         // 4.2.18: d' of this sub-segment, then the history moves by 40.
-        int16_t cur[40];
-        for (int i = 0; i < 40; ++i) cur[i] = add(ep[i], dpp[i]);
         std::memmove(dp, dp + 40, 80 * sizeof(int16_t));
-        std::memcpy(dp + 80, cur, sizeof cur);
+        for (int i = 0; i < 40; i += 8) store8(dp + 80 + i, _mm_adds_epi16(load8(ep + i), load8(dpp + i)));
     }
     std::memcpy(st.dp, dp, sizeof st.dp);
 }
@@ -398,9 +427,10 @@ void decode_frame(DecoderState& st, const Params& in, int16_t* pcm) {
         const int16_t Ncr = in.Nc[j];
         const int16_t Nr = (Ncr < 40 || Ncr > 120) ? st.nrp : Ncr;
         st.nrp = Nr;
-        const int16_t brp = kQLB[in.bc[j] & 3];
+        // The lag is at least 40: every d'[k - Nr] comes from earlier segments.
+        const __m128i brp = _mm_set1_epi16(kQLB[in.bc[j] & 3]);
         int16_t* cur = drp + 120;
-        for (int k = 0; k < 40; ++k) cur[k] = add(erp[k], mult_r(brp, cur[k - Nr]));
+        for (int k = 0; k < 40; k += 8) store8(cur + k, _mm_adds_epi16(load8(erp + k), mult_r8(brp, load8(cur + k - Nr))));
         std::memcpy(wt + 40 * j, cur, 40 * sizeof(int16_t));
         std::memmove(drp, drp + 40, 120 * sizeof(int16_t));
     }
