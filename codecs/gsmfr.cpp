@@ -416,6 +416,8 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
     std::memcpy(st.dp, dp, sizeof st.dp);
 }
 
+constexpr int kPiece = 20;  // samples of one piece of the lattice and the deemphasis
+
 void decode_frame(DecoderState& st, const Params& in, int16_t* pcm) {
     int16_t wt[160];
     int16_t drp[160];  // d'[-120..39]
@@ -436,18 +438,21 @@ void decode_frame(DecoderState& st, const Params& in, int16_t* pcm) {
     }
     std::memcpy(st.drp, drp, sizeof st.drp);
 
-    // 4.3.3, 4.3.4
+    // 4.3.3 to 4.3.7. The lattice and the deemphasis are two serial
+    // recursions; run in short pieces one after the other, the processor
+    // overlaps the deemphasis of one piece with the lattice of the next.
     int16_t LARpp[8];
     decode_lar(in.LARc, LARpp);
     for (int seg = 0; seg < 4; ++seg) {
         int16_t rp[8];
         interpolate(st.LARpp_prev, LARpp, seg, rp);
-        zinsShortTermSynthesisFilter_GSMFR_16s(rp, wt + kSegStart[seg], pcm + kSegStart[seg], kSegLen[seg], st.v);
+        for (int at = kSegStart[seg], end = at + kSegLen[seg]; at < end; at += kPiece) {
+            const int n = std::min(kPiece, end - at);
+            zinsShortTermSynthesisFilter_GSMFR_16s(rp, wt + at, pcm + at, n, st.v);
+            zinsDeemphasize_GSMFR_16s_I(pcm + at, n, &st.msr);
+        }
     }
     std::memcpy(st.LARpp_prev, LARpp, sizeof LARpp);
-
-    // 4.3.5 to 4.3.7
-    zinsDeemphasize_GSMFR_16s_I(pcm, 160, &st.msr);
 }
 
 // ---- octet formats ------------------------------------------------------------
