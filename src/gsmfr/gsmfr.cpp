@@ -124,6 +124,9 @@ void deemphasize(Zin16s* sd, int len, Zin16s* mem) {
 
 // GSM 06.10 Table 4.4: the weighting filter's impulse response.
 constexpr Zin16s kH[11] = {-134, -374, 0, 2054, 5741, 8192, 5741, 2054, 0, -374, -134};
+static_assert(kH[0] == kH[10] && kH[1] == kH[9] && kH[3] == kH[7] && kH[4] == kH[6] && kH[2] == 0 && kH[8] == 0 &&
+                  kH[5] == 8192,
+              "the vector path of the weighting filter relies on this shape");
 
 inline Zin16s weight_one(const Zin16s* src, int n) {
     // |sum| < 32768 * 24798 + 4096: no overflow in 32 bits.
@@ -133,17 +136,25 @@ inline Zin16s weight_one(const Zin16s* src, int n) {
 }
 
 void weighting(const Zin16s* src, Zin16s* dst, int len) {
+    // H is symmetric, H[k] = H[10-k], and H[2] = H[8] = 0: pmaddwd on the
+    // pairs (src[n+k-5], src[n+5-k]) takes two taps in one product, four pairs
+    // in all, and the centre tap 8192 is a shift by 13. The sum is exact in
+    // 32 bits as in the scalar statement.
     int n = 0;
     const __m128i rnd = _mm_set1_epi32(4096);
+    const __m128i zero = _mm_setzero_si128();
     for (; n + 8 <= len; n += 8) {
-        __m128i lo = rnd, hi = rnd;
-        for (int k = 0; k < 11; ++k) {
-            if (kH[k] == 0) continue;
-            const __m128i h = _mm_set1_epi16(kH[k]);
-            const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + n + k - 5));
-            const __m128i pl = _mm_mullo_epi16(x, h), ph = _mm_mulhi_epi16(x, h);
-            lo = _mm_add_epi32(lo, _mm_unpacklo_epi16(pl, ph));
-            hi = _mm_add_epi32(hi, _mm_unpackhi_epi16(pl, ph));
+        const Zin16s* x = src + n;
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x));
+        __m128i lo = _mm_add_epi32(rnd, _mm_srai_epi32(_mm_unpacklo_epi16(zero, c), 3));
+        __m128i hi = _mm_add_epi32(rnd, _mm_srai_epi32(_mm_unpackhi_epi16(zero, c), 3));
+        static constexpr int kPairs[4] = {0, 1, 3, 4};  // k paired with 10 - k
+        for (int k : kPairs) {
+            const __m128i h = _mm_set1_epi32(static_cast<Zin32s>(static_cast<std::uint16_t>(kH[k]) * 0x10001u));
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + k - 5));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + 5 - k));
+            lo = _mm_add_epi32(lo, _mm_madd_epi16(_mm_unpacklo_epi16(a, b), h));
+            hi = _mm_add_epi32(hi, _mm_madd_epi16(_mm_unpackhi_epi16(a, b), h));
         }
         lo = _mm_srai_epi32(lo, 13);
         hi = _mm_srai_epi32(hi, 13);
