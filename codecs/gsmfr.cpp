@@ -473,31 +473,54 @@ void for_each_field(Params& p, Visit&& visit) {
     }
 }
 
+// Most significant bit first, 32 bits at a time through a 64-bit
+// accumulator; a frame is 264 bits, eight words and one octet.
+inline void store_be32(uint8_t* p, uint32_t w) {
+    w = __builtin_bswap32(w);
+    std::memcpy(p, &w, 4);
+}
+inline uint32_t load_be32(const uint8_t* p) {
+    uint32_t w;
+    std::memcpy(&w, p, 4);
+    return __builtin_bswap32(w);
+}
+
 struct MsbWriter {
     uint8_t* out;
-    uint32_t acc = 0;
+    uint64_t acc = 0;
     int bits = 0;
     void put(uint32_t v, int n) {
         acc = (acc << n) | (v & ((1u << n) - 1));
         bits += n;
-        while (bits >= 8) {
-            bits -= 8;
-            *out++ = static_cast<uint8_t>(acc >> bits);
+        if (bits >= 32) {
+            bits -= 32;
+            store_be32(out, static_cast<uint32_t>(acc >> bits));
+            out += 4;
         }
+    }
+    void finish() {
+        for (; bits >= 8; bits -= 8) *out++ = static_cast<uint8_t>(acc >> (bits - 8));
+        if (bits > 0) *out++ = static_cast<uint8_t>(acc << (8 - bits));
     }
 };
 
 struct MsbReader {
-    const uint8_t* in;
-    uint32_t acc = 0;
+    uint8_t in[kFrameOctets + 3];  // the frame, padded for the last word
+    int at = 0;
+    uint64_t acc = 0;
     int bits = 0;
+    explicit MsbReader(const uint8_t* frame) {
+        std::memcpy(in, frame, kFrameOctets);
+        std::memset(in + kFrameOctets, 0, 3);
+    }
     uint32_t get(int n) {
-        while (bits < n) {
-            acc = (acc << 8) | *in++;
-            bits += 8;
+        if (bits < n) {
+            acc = (acc << 32) | load_be32(in + at);
+            at += 4;
+            bits += 32;
         }
         bits -= n;
-        return (acc >> bits) & ((1u << n) - 1);
+        return static_cast<uint32_t>(acc >> bits) & ((1u << n) - 1);
     }
 };
 
@@ -538,11 +561,12 @@ void pack(const Params& p, uint8_t* frame) {
     MsbWriter w{frame};
     w.put(0xD, 4);
     for_each_field(const_cast<Params&>(p), [&](int16_t& v, int n) { w.put(static_cast<uint16_t>(v), n); });
+    w.finish();
 }
 
 bool unpack(const uint8_t* frame, Params& p) {
     if ((frame[0] >> 4) != 0xD) return false;
-    MsbReader r{frame};
+    MsbReader r(frame);
     r.get(4);
     for_each_field(p, [&](int16_t& v, int n) { v = static_cast<int16_t>(r.get(n)); });
     return true;
