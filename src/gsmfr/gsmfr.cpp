@@ -269,54 +269,61 @@ void analysis_lattice_wave(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
     const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rp));
     const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(mem));
     const Zin16s last = s[len - 1];
-    __m128i dout = _mm_setzero_si128(), s1 = _mm_setzero_si128(), s2 = _mm_setzero_si128();
-    alignas(16) Zin16s sv[8];
-    // Lane t meets its first sample at step t: its u is the memory.
+    // Lane i of kLane[i] is all ones.
     alignas(16) static constexpr Zin16s kLane[8][8] = {
         {-1, 0, 0, 0, 0, 0, 0, 0}, {0, -1, 0, 0, 0, 0, 0, 0}, {0, 0, -1, 0, 0, 0, 0, 0}, {0, 0, 0, -1, 0, 0, 0, 0},
         {0, 0, 0, 0, -1, 0, 0, 0}, {0, 0, 0, 0, 0, -1, 0, 0}, {0, 0, 0, 0, 0, 0, -1, 0}, {0, 0, 0, 0, 0, 0, 0, -1}};
-    // The general step: the first eight steps, and the ones past the input.
-    auto edge_step = [&](int t) {
-        const Zin16s xt = t < len ? s[t] : Zin16s{0};
-        const Zin16s xp = t >= 1 && t - 1 < len ? s[t - 1] : Zin16s{0};
-        __m128i d = _mm_insert_epi16(_mm_slli_si128(dout, 2), xt, 0);
-        __m128i u = _mm_insert_epi16(_mm_slli_si128(s2, 2), xp, 0);
-        if (t < 8) u = _mm_blendv_epi8(u, m, _mm_load_si128(reinterpret_cast<const __m128i*>(kLane[t])));
+    auto lane_mask = [](int i) { return _mm_load_si128(reinterpret_cast<const __m128i*>(kLane[i])); };
+    __m128i dout = _mm_setzero_si128(), s1 = _mm_setzero_si128(), s2 = _mm_setzero_si128();
+    // The new memory: u[i+1] is sav_i of sample len-1, which lane i gives at
+    // step len-1+i; gathered in lane i of mout.
+    __m128i mout = _mm_setzero_si128();
+    auto advance = [&](__m128i d, __m128i u) {
         dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
-        const __m128i sn = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
         s2 = s1;
-        s1 = sn;
-        if (t >= 7) s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
-        // The memory after the last sample: u_i is sav_i of sample len-1,
-        // which lane i-1 gives at step len + i - 2.
-        if (t >= len - 1 && t <= len + 5) {
-            _mm_store_si128(reinterpret_cast<__m128i*>(sv), sn);
-            const int lane = t - len + 1;
-            mem[lane + 1] = sv[lane];
-        }
+        s1 = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
+    };
+    auto keep_memory = [&](int t) {
+        const int lane = t - (len - 1);
+        if (lane >= 0 && lane <= 6) mout = _mm_blendv_epi8(mout, s1, lane_mask(lane));
     };
     const int steps = len + 7;
-    const int head = steps < 8 ? steps : 8;
     int t = 0;
-    for (; t < head; ++t) edge_step(t);
-    // Steady state: every lane busy, input and output in range. The new
-    // sample enters lane 0 by palignr from a load whose top lane holds it
-    // (the lanes below it may already be outputs; they are not used).
-    if (t < len - 1) {
+    // Head, steps 0..7: the samples come from a copy with eight zeros before
+    // it, and lane t meets its first sample, whose u is the memory.
+    alignas(16) Zin16s head[16] = {};
+    for (int i = 0; i < 8 && i < len; ++i) head[8 + i] = s[i];
+    for (; t < 8 && t < steps; ++t) {
+        const __m128i xv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(head + 1 + t));  // top lane x[t]
+        const __m128i xp = _mm_loadu_si128(reinterpret_cast<const __m128i*>(head + t));      // top lane x[t-1]
+        const __m128i u = _mm_blendv_epi8(_mm_alignr_epi8(s2, xp, 14), m, lane_mask(t));
+        advance(_mm_alignr_epi8(dout, xv, 14), u);
+        if (t == 7) s[0] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
+        keep_memory(t);
+    }
+    // Steady state: every lane busy, the new sample enters lane 0 by palignr
+    // from a load whose top lane holds it (the lanes below it may already be
+    // outputs; they are not used).
+    if (t < len) {
         __m128i xprev = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + t - 8));
-        for (; t < len - 1; ++t) {
+        for (; t < len; ++t) {
             const __m128i xv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + t - 7));
-            const __m128i d = _mm_alignr_epi8(dout, xv, 14);
-            const __m128i u = _mm_alignr_epi8(s2, xprev, 14);
-            dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
-            s2 = s1;
-            s1 = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
+            advance(_mm_alignr_epi8(dout, xv, 14), _mm_alignr_epi8(s2, xprev, 14));
             s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
             xprev = xv;
         }
+        keep_memory(len - 1);
     }
-    for (; t < steps; ++t) edge_step(t);
+    // Tail: lane 0 runs past the input; what it computes reaches no output.
+    for (; t < steps; ++t) {
+        advance(_mm_slli_si128(dout, 2), _mm_slli_si128(s2, 2));
+        s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
+        keep_memory(t);
+    }
+    alignas(16) Zin16s sv[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(sv), mout);
     mem[0] = last;
+    for (int i = 0; i < 7; ++i) mem[i + 1] = sv[i];
 }
 
 void analysis_lattice(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
