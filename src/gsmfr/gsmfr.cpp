@@ -49,17 +49,40 @@ inline Zin16s hp_step(Zin16s x, HpState& st) {
     return fx::wrap16(static_cast<Zin32s>(l + 16384u) >> 15);
 }
 
+// Eight samples in 64 bits without the wrap: while every sum l stays inside
+// 32 bits the wrapped and the unwrapped values agree (the output keeps 16 bits
+// of (l + 16384) >> 15, where a wrap of l + 16384 makes a difference of 2^17),
+// and the path from one sample to the next loses its sign extension. False
+// (nothing written, state unchanged) when a sum leaves that range.
+inline bool hp_block_unwrapped(const Zin16s* x, Zin16s* y, HpState& st) {
+    std::int64_t z2 = static_cast<Zin32s>(st.z2);
+    Zin32s z1 = st.z1;
+    Zin16s out[8];
+    std::uint64_t outside = 0;
+    for (int i = 0; i < 8; ++i) {
+        const Zin32s s = (Zin32s{x[i]} >> 3) << 2;
+        const std::int64_t l = (z2 + (std::int64_t{s - z1} << 15)) + ((16384 - z2 - (z2 << 5)) >> 15);
+        outside |= static_cast<std::uint64_t>(l + 0x80000000LL) > 0xFFFFFFFFull;
+        out[i] = fx::wrap16(static_cast<Zin32s>((l + 16384) >> 15));
+        z2 = l;
+        z1 = s;
+    }
+    if (outside) return false;
+    for (int i = 0; i < 8; ++i) y[i] = out[i];
+    st.z2 = static_cast<std::uint32_t>(z2);
+    st.z1 = z1;
+    return true;
+}
+
 void high_pass(const Zin16s* src, Zin16s* dst, int len, Zin32s* mem) {
     HpState st{static_cast<std::uint32_t>(mem[0]), Zin32s{static_cast<Zin16s>(mem[1])}};
     int n = 0;
     if ((len & 7) == 0) {
-        // Blocks of eight: the recursion is serial, the block only lets the
-        // loads and stores of a segment go in one piece.
+        // Blocks of eight; a block whose sums leave the 32-bit range (only
+        // from a memory the caller filled) runs again with the wrap.
         for (; n < len; n += 8) {
-            Zin16s x[8], y[8];
-            for (int i = 0; i < 8; ++i) x[i] = src[n + i];
-            for (int i = 0; i < 8; ++i) y[i] = hp_step(x[i], st);
-            for (int i = 0; i < 8; ++i) dst[n + i] = y[i];
+            if (hp_block_unwrapped(src + n, dst + n, st)) continue;
+            for (int i = 0; i < 8; ++i) dst[n + i] = hp_step(src[n + i], st);
         }
     } else {
         for (; n < len; ++n) dst[n] = hp_step(src[n], st);
