@@ -394,6 +394,8 @@ TEST(GsmFrBlocks, LatticesMatchScalarAndCarryMemory) {
             auto rc = random_rc();
             // A coefficient of -32768 meets -32768 in the signal: mult_r saturates.
             if (pat == zt::Pattern::FullScaleNegative || pat == zt::Pattern::Alternating) rc[len % 8] = -32768;
+            // The largest coefficient, on the vector paths.
+            if (pat == zt::Pattern::Random || pat == zt::Pattern::FullScalePositive) rc[(len + 3) % 8] = 32767;
             const auto x = zt::pattern16(pat, len);
             auto mem = zt::random16(8, -20000, 20000);
             auto rmem = mem;
