@@ -7,6 +7,7 @@
 #include "gsmfr.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 
 #include <immintrin.h>
@@ -224,20 +225,34 @@ void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_
     const int t = dmax == 0 ? 0 : norm(int32_t{dmax} << 16);
     const int scal = t > 6 ? 0 : 6 - t;
     int16_t wt[40];
-    for (int k = 0; k < 40; ++k) wt[k] = static_cast<int16_t>(d[k] >> scal);
+    const __m128i sh = _mm_cvtsi32_si128(scal);
+    for (int k = 0; k < 40; k += 8) store8(wt + k, _mm_sra_epi16(load8(d + k), sh));
 
     // |wt| < 2^9: forty products stay below 2^30. Lags 40..120 in fours,
     // the first maximum in lag order wins.
-    int32_t cc[81];
+    alignas(16) int32_t cc[84];  // lags 40..120, and three that never win
     for (int lambda = 40; lambda <= 116; lambda += 4) dot4(wt, dp - lambda, -1, 40, cc + (lambda - 40));
     dot4(wt, dp - 117, -1, 40, cc + 77);  // 117..120, within d'[-120..-1]
+    cc[81] = cc[82] = cc[83] = INT32_MIN;
     // The largest correlation above zero and its first lag; 40 if none is
-    // above zero (two passes without branches on the data).
-    int32_t L_max = 0;
-    for (int j = 0; j <= 80; ++j) L_max = std::max(L_max, cc[j]);
+    // above zero: the maximum four lanes at a time, then the first lane
+    // that equals it.
+    __m128i mx = _mm_setzero_si128();
+    for (int j = 0; j < 84; j += 4) mx = _mm_max_epi32(mx, _mm_load_si128(reinterpret_cast<const __m128i*>(cc + j)));
+    mx = _mm_max_epi32(mx, _mm_shuffle_epi32(mx, 0x4E));
+    mx = _mm_max_epi32(mx, _mm_shuffle_epi32(mx, 0xB1));
+    int32_t L_max = _mm_cvtsi128_si32(mx);
     int j = 0;
-    if (L_max > 0)
-        while (cc[j] != L_max) ++j;
+    if (L_max > 0) {
+        for (;; j += 4) {
+            const __m128i eq = _mm_cmpeq_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(cc + j)), mx);
+            const int hit = _mm_movemask_ps(_mm_castsi128_ps(eq));
+            if (hit) {
+                j += __builtin_ctz(static_cast<unsigned>(hit));
+                break;
+            }
+        }
+    }
     const int16_t Nc = static_cast<int16_t>(40 + j);
     Nc_out = Nc;
     L_max = (L_max << 1) >> (6 - scal);

@@ -399,12 +399,22 @@ void synthesis_lattice(const Zin16s* rrp, const Zin16s* src, Zin16s* dst, int le
 
 void rpe_decode(const Zin16s* codes, Zin16s fac, int shift, Zin16s* dst) {
     if (shift > 15) shift = 15;
-    const Zin32s rnd = shift > 0 ? (Zin32s{1} << (shift - 1)) : 0;
-    for (int i = 0; i < 13; ++i) {
-        const Zin16s t = fx::wrap16((2 * Zin32s{codes[i]} - 7) << 12);
-        const Zin16s p = fx::wrap16((Zin32s{fac} * t + 16384) >> 15);
-        dst[i] = static_cast<Zin16s>(sat16(Zin32s{p} + rnd) >> shift);
-    }
+    // Thirteen values as two overlapping vectors of eight (0..7 and 5..12).
+    // The shift by 12 wraps in 16 bits as the scalar statement; pmulhrsw is
+    // (fac * t + 16384) >> 15 in 16 bits, -32768 * -32768 included, and the
+    // rounding value at most 2^14 is added with saturation.
+    const __m128i f = _mm_set1_epi16(fac);
+    const __m128i rnd = _mm_set1_epi16(static_cast<Zin16s>(shift > 0 ? 1 << (shift - 1) : 0));
+    const __m128i sh = _mm_cvtsi32_si128(shift);
+    const __m128i seven = _mm_set1_epi16(7);
+    auto eight = [&](int at) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(codes + at));
+        const __m128i t = _mm_slli_epi16(_mm_sub_epi16(_mm_add_epi16(c, c), seven), 12);
+        return _mm_sra_epi16(_mm_adds_epi16(_mm_mulhrs_epi16(f, t), rnd), sh);
+    };
+    const __m128i lo = eight(0), hi = eight(5);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 5), hi);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), lo);
 }
 
 }  // namespace

@@ -433,6 +433,18 @@ TEST(GsmFrBlocks, RpeQuantDecodeMatchesScalarForAllCodesAndShifts) {
             for (int i = 0; i < 13; ++i) ASSERT_EQ(y[i], ref[i]) << f << " " << shift << " " << i;
         }
     }
+    // Any codes and multipliers, -32768 included: the wraps of the 16-bit
+    // statement.
+    for (int trial = 0; trial < 2000; ++trial) {
+        auto c = zt::random16(13);
+        if (trial % 4 == 0) c[trial % 13] = -32768;
+        const int16_t f = trial % 7 == 0 ? int16_t{-32768} : zt::random16(1)[0];
+        const int shift = trial % 21;
+        int16_t y[13], ref[13];
+        ASSERT_EQ(zinsRPEQuantDecode_GSMFR_16s(c.data(), f, static_cast<int16_t>(shift), y), zinStsNoErr);
+        ref_rpe_decode(c.data(), f, shift, ref);
+        for (int i = 0; i < 13; ++i) ASSERT_EQ(y[i], ref[i]) << f << " " << shift << " " << c[i];
+    }
     // Shift 0: no rounding term; the largest code at full factor is 28671.
     int16_t y[13];
     zinsRPEQuantDecode_GSMFR_16s(codes, 32767, 0, y);
