@@ -220,6 +220,31 @@ void interpolate(const int16_t* prev, const int16_t* cur, int seg, int16_t* rp) 
 
 // ---- 4.2.11 LTP parameters -----------------------------------------------------
 
+// cc[lambda - 40] = sum of wt[k] * d'[k - lambda], k = 0..39, for lambda =
+// 40..120: four lags at a time with the forty weights held in five
+// registers. Kept out of line so that its registers are its own.
+__attribute__((noinline)) void ltp_correlations(const int16_t* wt, const int16_t* dp, int32_t* cc) {
+    const __m128i w0 = load8(wt), w1 = load8(wt + 8), w2 = load8(wt + 16), w3 = load8(wt + 24), w4 = load8(wt + 32);
+    auto row = [&](const int16_t* b) {
+        __m128i s = _mm_madd_epi16(w0, load8(b));
+        s = _mm_add_epi32(s, _mm_madd_epi16(w1, load8(b + 8)));
+        s = _mm_add_epi32(s, _mm_madd_epi16(w2, load8(b + 16)));
+        s = _mm_add_epi32(s, _mm_madd_epi16(w3, load8(b + 24)));
+        return _mm_add_epi32(s, _mm_madd_epi16(w4, load8(b + 32)));
+    };
+    auto four = [&](int lambda) {
+        const int16_t* b = dp - lambda;
+        const __m128i s0 = row(b), s1 = row(b - 1), s2 = row(b - 2), s3 = row(b - 3);
+        const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s0, s1), _mm_unpackhi_epi32(s0, s1));
+        const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s2, s3), _mm_unpackhi_epi32(s2, s3));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(cc + (lambda - 40)),
+                         _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
+    };
+#pragma GCC unroll 1
+    for (int lambda = 40; lambda <= 116; lambda += 4) four(lambda);
+    four(117);  // 117..120, within d'[-120..-1]
+}
+
 void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_t& Nc_out) {
     const int16_t dmax = max_abs(d, 40);
     const int t = dmax == 0 ? 0 : norm(int32_t{dmax} << 16);
@@ -231,8 +256,7 @@ void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_
     // |wt| < 2^9: forty products stay below 2^30. Lags 40..120 in fours,
     // the first maximum in lag order wins.
     alignas(16) int32_t cc[84];  // lags 40..120, and three that never win
-    for (int lambda = 40; lambda <= 116; lambda += 4) dot4(wt, dp - lambda, -1, 40, cc + (lambda - 40));
-    dot4(wt, dp - 117, -1, 40, cc + 77);  // 117..120, within d'[-120..-1]
+    ltp_correlations(wt, dp, cc);
     cc[81] = cc[82] = cc[83] = INT32_MIN;
     // The largest correlation above zero and its first lag; 40 if none is
     // above zero: the maximum four lanes at a time, then the first lane
