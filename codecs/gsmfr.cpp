@@ -221,28 +221,28 @@ void interpolate(const int16_t* prev, const int16_t* cur, int seg, int16_t* rp) 
 // ---- 4.2.11 LTP parameters -----------------------------------------------------
 
 // cc[lambda - 40] = sum of wt[k] * d'[k - lambda], k = 0..39, for lambda =
-// 40..120: four lags at a time with the forty weights held in five
-// registers. Kept out of line so that its registers are its own.
+// 40..120: eight lags at a time, one accumulator each, the forty weights
+// taken eight at a time. Kept out of line so that its registers are its own.
 __attribute__((noinline)) void ltp_correlations(const int16_t* wt, const int16_t* dp, int32_t* cc) {
-    const __m128i w0 = load8(wt), w1 = load8(wt + 8), w2 = load8(wt + 16), w3 = load8(wt + 24), w4 = load8(wt + 32);
-    auto row = [&](const int16_t* b) {
-        __m128i s = _mm_madd_epi16(w0, load8(b));
-        s = _mm_add_epi32(s, _mm_madd_epi16(w1, load8(b + 8)));
-        s = _mm_add_epi32(s, _mm_madd_epi16(w2, load8(b + 16)));
-        s = _mm_add_epi32(s, _mm_madd_epi16(w3, load8(b + 24)));
-        return _mm_add_epi32(s, _mm_madd_epi16(w4, load8(b + 32)));
-    };
-    auto four = [&](int lambda) {
+    auto eight = [&](int lambda) {
         const int16_t* b = dp - lambda;
-        const __m128i s0 = row(b), s1 = row(b - 1), s2 = row(b - 2), s3 = row(b - 3);
-        const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s0, s1), _mm_unpackhi_epi32(s0, s1));
-        const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s2, s3), _mm_unpackhi_epi32(s2, s3));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(cc + (lambda - 40)),
-                         _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
+        __m128i s[8];
+        for (int r = 0; r < 8; ++r) s[r] = _mm_setzero_si128();
+#pragma GCC unroll 1
+        for (int k = 0; k < 40; k += 8) {
+            const __m128i w = load8(wt + k);
+            for (int r = 0; r < 8; ++r) s[r] = _mm_add_epi32(s[r], _mm_madd_epi16(w, load8(b - r + k)));
+        }
+        for (int h = 0; h < 8; h += 4) {
+            const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s[h], s[h + 1]), _mm_unpackhi_epi32(s[h], s[h + 1]));
+            const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s[h + 2], s[h + 3]), _mm_unpackhi_epi32(s[h + 2], s[h + 3]));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(cc + (lambda - 40) + h),
+                             _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
+        }
     };
 #pragma GCC unroll 1
-    for (int lambda = 40; lambda <= 116; lambda += 4) four(lambda);
-    four(117);  // 117..120, within d'[-120..-1]
+    for (int lambda = 40; lambda <= 112; lambda += 8) eight(lambda);
+    eight(113);  // 113..120, within d'[-120..-1]
 }
 
 void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_t& Nc_out) {
