@@ -53,29 +53,34 @@ constexpr int16_t kQLB[4] = {3277, 11469, 21299, 32767};
 constexpr int16_t kNRFAC[8] = {29128, 26215, 23832, 21846, 20165, 18725, 17476, 16384};
 constexpr int16_t kFAC[8] = {18431, 20479, 22527, 24575, 26623, 28671, 30719, 32767};
 
-// Four dot products of a[0..n) with b0, b0+step, b0+2*step, b0+3*step (n a
-// multiple of 8): exact in 32 bits for the magnitudes used here.
-inline void dot4(const int16_t* a, const int16_t* b0, std::ptrdiff_t step, int n, int32_t* out) {
-    __m128i s0 = _mm_setzero_si128(), s1 = s0, s2 = s0, s3 = s0;
-    for (int i = 0; i < n; i += 8) {
-        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
-        s0 = _mm_add_epi32(s0, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + i))));
-        s1 = _mm_add_epi32(s1, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + step + i))));
-        s2 = _mm_add_epi32(s2, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + 2 * step + i))));
-        s3 = _mm_add_epi32(s3, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + 3 * step + i))));
-    }
-    const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s0, s1), _mm_unpackhi_epi32(s0, s1));
-    const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s2, s3), _mm_unpackhi_epi32(s2, s3));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
-                     _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
-}
-
 inline __m128i load8(const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
 inline void store8(int16_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 inline int32_t hsum32(__m128i v) {
     v = _mm_add_epi32(v, _mm_unpackhi_epi64(v, v));
     v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 1));
     return _mm_cvtsi128_si32(v);
+}
+
+// out[r] = sum over k < n of a[k] * b[k - r], r = 0..R-1 (n a multiple of 8),
+// one accumulator per row, a[] taken eight at a time. Exact in 32 bits for
+// the magnitudes used here.
+template <int R>
+inline void correlate_rows(const int16_t* a, const int16_t* b, int n, int32_t* out) {
+    __m128i s[R];
+    for (int r = 0; r < R; ++r) s[r] = _mm_setzero_si128();
+#pragma GCC unroll 1
+    for (int k = 0; k < n; k += 8) {
+        const __m128i w = load8(a + k);
+        for (int r = 0; r < R; ++r) s[r] = _mm_add_epi32(s[r], _mm_madd_epi16(w, load8(b + k - r)));
+    }
+    int r = 0;
+    for (; r + 4 <= R; r += 4) {
+        const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s[r], s[r + 1]), _mm_unpackhi_epi32(s[r], s[r + 1]));
+        const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s[r + 2], s[r + 3]), _mm_unpackhi_epi32(s[r + 2], s[r + 3]));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + r),
+                         _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
+    }
+    for (; r < R; ++r) out[r] = hsum32(s[r]);
 }
 
 // Eight lanes of mult_r(b, x) and add/sub: pmulhrsw is (b*x + 16384) >> 15,
@@ -89,22 +94,23 @@ void autocorrelation(int16_t* s, int32_t* acf) {
     const int16_t smax = max_abs(s, 160);
     const int scalauto = smax == 0 ? 0 : 4 - norm(int32_t{smax} << 16);
     if (scalauto > 0) {
-        const int16_t f = static_cast<int16_t>(16384 >> (scalauto - 1));
-        for (int k = 0; k < 160; ++k) s[k] = mult_r(s[k], f);
+        // mult_r by 16384 >> (scalauto - 1), never -32768: pmulhrsw.
+        const __m128i f = _mm_set1_epi16(static_cast<int16_t>(16384 >> (scalauto - 1)));
+        for (int k = 0; k < 160; k += 8) store8(s + k, mult_r8(f, load8(s + k)));
     }
     // |s| < 2^11 now: 160 products stay below 2^30. With zeros before
     // the signal every lag is a dot product over all 160 samples.
-    int16_t sp[12 + 160] = {};
-    std::memcpy(sp + 12, s, 160 * sizeof(int16_t));
-    int32_t r[12];
-    dot4(s, sp + 12, -1, 160, r);     // lags 0..3
-    dot4(s, sp + 8, -1, 160, r + 4);  // lags 4..7
-    dot4(s, sp + 4, -1, 160, r + 8);  // lag 8 (and three lags unused)
+    int16_t sp[8 + 160] = {};
+    std::memcpy(sp + 8, s, 160 * sizeof(int16_t));
+    int32_t r[9];
+    correlate_rows<9>(s, sp + 8, 160, r);
     for (int k = 0; k <= 8; ++k) acf[k] = r[k] << 1;
     // The rescaled signal, with the bits that the scaling lost, is what the
     // short-term analysis filter sees.
-    if (scalauto > 0)
-        for (int k = 0; k < 160; ++k) s[k] = static_cast<int16_t>(s[k] << scalauto);
+    if (scalauto > 0) {
+        const __m128i up = _mm_cvtsi32_si128(scalauto);
+        for (int k = 0; k < 160; k += 8) store8(s + k, _mm_sll_epi16(load8(s + k), up));
+    }
 }
 
 // ---- 4.2.5 reflection coefficients ------------------------------------------
@@ -221,28 +227,12 @@ void interpolate(const int16_t* prev, const int16_t* cur, int seg, int16_t* rp) 
 // ---- 4.2.11 LTP parameters -----------------------------------------------------
 
 // cc[lambda - 40] = sum of wt[k] * d'[k - lambda], k = 0..39, for lambda =
-// 40..120: eight lags at a time, one accumulator each, the forty weights
-// taken eight at a time. Kept out of line so that its registers are its own.
+// 40..120, eight lags at a time. Kept out of line so that its registers are
+// its own.
 __attribute__((noinline)) void ltp_correlations(const int16_t* wt, const int16_t* dp, int32_t* cc) {
-    auto eight = [&](int lambda) {
-        const int16_t* b = dp - lambda;
-        __m128i s[8];
-        for (int r = 0; r < 8; ++r) s[r] = _mm_setzero_si128();
 #pragma GCC unroll 1
-        for (int k = 0; k < 40; k += 8) {
-            const __m128i w = load8(wt + k);
-            for (int r = 0; r < 8; ++r) s[r] = _mm_add_epi32(s[r], _mm_madd_epi16(w, load8(b - r + k)));
-        }
-        for (int h = 0; h < 8; h += 4) {
-            const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s[h], s[h + 1]), _mm_unpackhi_epi32(s[h], s[h + 1]));
-            const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s[h + 2], s[h + 3]), _mm_unpackhi_epi32(s[h + 2], s[h + 3]));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(cc + (lambda - 40) + h),
-                             _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
-        }
-    };
-#pragma GCC unroll 1
-    for (int lambda = 40; lambda <= 112; lambda += 8) eight(lambda);
-    eight(113);  // 113..120, within d'[-120..-1]
+    for (int lambda = 40; lambda <= 112; lambda += 8) correlate_rows<8>(wt, dp - lambda, 40, cc + (lambda - 40));
+    correlate_rows<8>(wt, dp - 113, 40, cc + 73);  // 113..120, within d'[-120..-1]
 }
 
 void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_t& Nc_out) {
