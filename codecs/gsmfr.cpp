@@ -408,12 +408,13 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
     }
     std::memcpy(st.LARpp_prev, LARpp, sizeof LARpp);
 
-    // 4.2.11 to 4.2.18, four sub-segments. dp holds d'[-120..39].
-    int16_t dp[160];
+    // 4.2.11 to 4.2.18, four sub-segments. dp holds the 120 values of d'
+    // before the frame, then the frame's 160 as they are reconstructed.
+    int16_t dp[120 + 160];
     std::memcpy(dp, st.dp, sizeof st.dp);
     for (int k = 0; k < 4; ++k) {
         const int16_t* d = s + 40 * k;
-        int16_t* dpk = dp + 120;  // d'[0] of this sub-segment, after the shift below
+        int16_t* dpk = dp + 120 + 40 * k;  // d'[0] of this sub-segment
         int16_t& Nc = out.Nc[k];
         int16_t& bc = out.bc[k];
         ltp_parameters(d, dpk, bc, Nc);
@@ -438,18 +439,19 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
         int16_t ep[40];
         rpe_decoding(out.xmaxc[k], out.Mc[k], out.xMc + 13 * k, ep);
 
-        // 4.2.18: d' of this sub-segment, then the history moves by 40.
-        std::memmove(dp, dp + 40, 80 * sizeof(int16_t));
-        for (int i = 0; i < 40; i += 8) store8(dp + 80 + i, _mm_adds_epi16(load8(ep + i), load8(dpp + i)));
+        // 4.2.18: d' of this sub-segment.
+        for (int i = 0; i < 40; i += 8) store8(dpk + i, _mm_adds_epi16(load8(ep + i), load8(dpp + i)));
     }
-    std::memcpy(st.dp, dp, sizeof st.dp);
+    std::memcpy(st.dp, dp + 160, sizeof st.dp);
 }
 
 constexpr int kPiece = 20;  // samples of one piece of the lattice and the deemphasis
 
 void decode_frame(DecoderState& st, const Params& in, int16_t* pcm) {
-    int16_t wt[160];
-    int16_t drp[160];  // d'[-120..39]
+    // The 120 values of d' before the frame, then the frame's 160, which are
+    // also the input of the synthesis filter.
+    int16_t drp[120 + 160];
+    const int16_t* wt = drp + 120;
     std::memcpy(drp, st.drp, sizeof st.drp);
     for (int j = 0; j < 4; ++j) {
         int16_t erp[40];
@@ -460,12 +462,10 @@ void decode_frame(DecoderState& st, const Params& in, int16_t* pcm) {
         st.nrp = Nr;
         // The lag is at least 40: every d'[k - Nr] comes from earlier segments.
         const __m128i brp = _mm_set1_epi16(kQLB[in.bc[j] & 3]);
-        int16_t* cur = drp + 120;
+        int16_t* cur = drp + 120 + 40 * j;
         for (int k = 0; k < 40; k += 8) store8(cur + k, _mm_adds_epi16(load8(erp + k), mult_r8(brp, load8(cur + k - Nr))));
-        std::memcpy(wt + 40 * j, cur, 40 * sizeof(int16_t));
-        std::memmove(drp, drp + 40, 120 * sizeof(int16_t));
     }
-    std::memcpy(st.drp, drp, sizeof st.drp);
+    std::memcpy(st.drp, drp + 160, sizeof st.drp);
 
     // 4.3.3 to 4.3.7. The lattice and the deemphasis are two serial
     // recursions; run in short pieces one after the other, the processor
