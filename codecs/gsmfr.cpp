@@ -7,7 +7,7 @@
 #include "gsmfr.h"
 
 #include <algorithm>
-#include <climits>
+#include <cstdint>
 #include <cstring>
 
 #include <immintrin.h>
