@@ -7,9 +7,10 @@
 #include "gsmfr.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
-#include <emmintrin.h>
+#include <immintrin.h>
 
 #include "codec.h"
 #include "zinsc.h"
@@ -52,22 +53,40 @@ constexpr int16_t kQLB[4] = {3277, 11469, 21299, 32767};
 constexpr int16_t kNRFAC[8] = {29128, 26215, 23832, 21846, 20165, 18725, 17476, 16384};
 constexpr int16_t kFAC[8] = {18431, 20479, 22527, 24575, 26623, 28671, 30719, 32767};
 
-// Four dot products of a[0..n) with b0, b0+step, b0+2*step, b0+3*step (n a
-// multiple of 8): exact in 32 bits for the magnitudes used here.
-inline void dot4(const int16_t* a, const int16_t* b0, std::ptrdiff_t step, int n, int32_t* out) {
-    __m128i s0 = _mm_setzero_si128(), s1 = s0, s2 = s0, s3 = s0;
-    for (int i = 0; i < n; i += 8) {
-        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
-        s0 = _mm_add_epi32(s0, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + i))));
-        s1 = _mm_add_epi32(s1, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + step + i))));
-        s2 = _mm_add_epi32(s2, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + 2 * step + i))));
-        s3 = _mm_add_epi32(s3, _mm_madd_epi16(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b0 + 3 * step + i))));
-    }
-    const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s0, s1), _mm_unpackhi_epi32(s0, s1));
-    const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s2, s3), _mm_unpackhi_epi32(s2, s3));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
-                     _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
+inline __m128i load8(const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+inline void store8(int16_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+inline int32_t hsum32(__m128i v) {
+    v = _mm_add_epi32(v, _mm_unpackhi_epi64(v, v));
+    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 1));
+    return _mm_cvtsi128_si32(v);
 }
+
+// out[r] = sum over k < n of a[k] * b[k - r], r = 0..R-1 (n a multiple of 8),
+// one accumulator per row, a[] taken eight at a time. Exact in 32 bits for
+// the magnitudes used here.
+template <int R>
+inline void correlate_rows(const int16_t* a, const int16_t* b, int n, int32_t* out) {
+    __m128i s[R];
+    for (int r = 0; r < R; ++r) s[r] = _mm_setzero_si128();
+#pragma GCC unroll 1
+    for (int k = 0; k < n; k += 8) {
+        const __m128i w = load8(a + k);
+        for (int r = 0; r < R; ++r) s[r] = _mm_add_epi32(s[r], _mm_madd_epi16(w, load8(b + k - r)));
+    }
+    int r = 0;
+    for (; r + 4 <= R; r += 4) {
+        const __m128i t01 = _mm_add_epi32(_mm_unpacklo_epi32(s[r], s[r + 1]), _mm_unpackhi_epi32(s[r], s[r + 1]));
+        const __m128i t23 = _mm_add_epi32(_mm_unpacklo_epi32(s[r + 2], s[r + 3]), _mm_unpackhi_epi32(s[r + 2], s[r + 3]));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + r),
+                         _mm_add_epi32(_mm_unpacklo_epi64(t01, t23), _mm_unpackhi_epi64(t01, t23)));
+    }
+    for (; r < R; ++r) out[r] = hsum32(s[r]);
+}
+
+// Eight lanes of mult_r(b, x) and add/sub: pmulhrsw is (b*x + 16384) >> 15,
+// exact while b is not -32768 (the gains of Table 4.3b are not), and
+// paddsw/psubsw saturate as the standard's add and sub.
+inline __m128i mult_r8(__m128i b, __m128i x) { return _mm_mulhrs_epi16(b, x); }
 
 // ---- 4.2.4 autocorrelation, with its own dynamic scaling ------------------
 
@@ -75,22 +94,23 @@ void autocorrelation(int16_t* s, int32_t* acf) {
     const int16_t smax = max_abs(s, 160);
     const int scalauto = smax == 0 ? 0 : 4 - norm(int32_t{smax} << 16);
     if (scalauto > 0) {
-        const int16_t f = static_cast<int16_t>(16384 >> (scalauto - 1));
-        for (int k = 0; k < 160; ++k) s[k] = mult_r(s[k], f);
+        // mult_r by 16384 >> (scalauto - 1), never -32768: pmulhrsw.
+        const __m128i f = _mm_set1_epi16(static_cast<int16_t>(16384 >> (scalauto - 1)));
+        for (int k = 0; k < 160; k += 8) store8(s + k, mult_r8(f, load8(s + k)));
     }
     // |s| < 2^11 now: 160 products stay below 2^30. With zeros before
     // the signal every lag is a dot product over all 160 samples.
-    int16_t sp[12 + 160] = {};
-    std::memcpy(sp + 12, s, 160 * sizeof(int16_t));
-    int32_t r[12];
-    dot4(s, sp + 12, -1, 160, r);     // lags 0..3
-    dot4(s, sp + 8, -1, 160, r + 4);  // lags 4..7
-    dot4(s, sp + 4, -1, 160, r + 8);  // lag 8 (and three lags unused)
+    int16_t sp[8 + 160] = {};
+    std::memcpy(sp + 8, s, 160 * sizeof(int16_t));
+    int32_t r[9];
+    correlate_rows<9>(s, sp + 8, 160, r);
     for (int k = 0; k <= 8; ++k) acf[k] = r[k] << 1;
     // The rescaled signal, with the bits that the scaling lost, is what the
     // short-term analysis filter sees.
-    if (scalauto > 0)
-        for (int k = 0; k < 160; ++k) s[k] = static_cast<int16_t>(s[k] << scalauto);
+    if (scalauto > 0) {
+        const __m128i up = _mm_cvtsi32_si128(scalauto);
+        for (int k = 0; k < 160; k += 8) store8(s + k, _mm_sll_epi16(load8(s + k), up));
+    }
 }
 
 // ---- 4.2.5 reflection coefficients ------------------------------------------
@@ -173,66 +193,91 @@ void decode_lar(const int16_t* LARc, int16_t* LARpp) {
     }
 }
 
-void lar_to_rp(int16_t* LARp) {
-    for (int i = 0; i < 8; ++i) {
-        const int16_t x = LARp[i];
-        const int16_t t = abs_s(x);
-        const int16_t m = t < 11059 ? static_cast<int16_t>(t << 1)
-                                    : (t < 20070 ? static_cast<int16_t>(t + 11059) : add(static_cast<int16_t>(t >> 2), 26112));
-        LARp[i] = x < 0 ? static_cast<int16_t>(-m) : m;
-    }
+// 4.2.9.2 on the eight LARs at once: |x| (abs_s, so -32768 gives 32767),
+// the three pieces of the inverse segment-wise mapping, the sign restored.
+__m128i lar_to_rp(__m128i x) {
+    const __m128i t = _mm_min_epu16(_mm_abs_epi16(x), _mm_set1_epi16(32767));
+    const __m128i m1 = _mm_slli_epi16(t, 1);
+    const __m128i m2 = _mm_add_epi16(t, _mm_set1_epi16(11059));
+    const __m128i m3 = _mm_adds_epi16(_mm_srai_epi16(t, 2), _mm_set1_epi16(26112));
+    const __m128i below1 = _mm_cmpgt_epi16(_mm_set1_epi16(11059), t);
+    const __m128i below2 = _mm_cmpgt_epi16(_mm_set1_epi16(20070), t);
+    const __m128i m = _mm_blendv_epi8(_mm_blendv_epi8(m3, m2, below2), m1, below1);
+    return _mm_sign_epi16(m, x);  // m is 0 where x is 0
 }
 
 // The four coefficient sets of a frame (k = 0..12, 13..26, 27..39, 40..159).
 inline constexpr int kSegStart[4] = {0, 13, 27, 40};
 inline constexpr int kSegLen[4] = {13, 14, 13, 120};
 
+// 4.2.9.1 interpolation of the LARs of the previous and the current frame
+// for one segment, then 4.2.9.2.
 void interpolate(const int16_t* prev, const int16_t* cur, int seg, int16_t* rp) {
-    for (int i = 0; i < 8; ++i) {
-        const int16_t a = prev[i], b = cur[i];
-        int16_t x;
-        switch (seg) {
-            case 0: x = add(add(static_cast<int16_t>(a >> 2), static_cast<int16_t>(b >> 2)), static_cast<int16_t>(a >> 1)); break;
-            case 1: x = add(static_cast<int16_t>(a >> 1), static_cast<int16_t>(b >> 1)); break;
-            case 2: x = add(add(static_cast<int16_t>(a >> 2), static_cast<int16_t>(b >> 2)), static_cast<int16_t>(b >> 1)); break;
-            default: x = b; break;
-        }
-        rp[i] = x;
+    const __m128i a = load8(prev), b = load8(cur);
+    __m128i x;
+    switch (seg) {
+        case 0: x = _mm_adds_epi16(_mm_adds_epi16(_mm_srai_epi16(a, 2), _mm_srai_epi16(b, 2)), _mm_srai_epi16(a, 1)); break;
+        case 1: x = _mm_adds_epi16(_mm_srai_epi16(a, 1), _mm_srai_epi16(b, 1)); break;
+        case 2: x = _mm_adds_epi16(_mm_adds_epi16(_mm_srai_epi16(a, 2), _mm_srai_epi16(b, 2)), _mm_srai_epi16(b, 1)); break;
+        default: x = b; break;
     }
-    lar_to_rp(rp);
+    store8(rp, lar_to_rp(x));
 }
 
 // ---- 4.2.11 LTP parameters -----------------------------------------------------
+
+// cc[lambda - 40] = sum of wt[k] * d'[k - lambda], k = 0..39, for lambda =
+// 40..120, eight lags at a time. Kept out of line so that its registers are
+// its own.
+__attribute__((noinline)) void ltp_correlations(const int16_t* wt, const int16_t* dp, int32_t* cc) {
+#pragma GCC unroll 1
+    for (int lambda = 40; lambda <= 112; lambda += 8) correlate_rows<8>(wt, dp - lambda, 40, cc + (lambda - 40));
+    correlate_rows<8>(wt, dp - 113, 40, cc + 73);  // 113..120, within d'[-120..-1]
+}
 
 void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_t& Nc_out) {
     const int16_t dmax = max_abs(d, 40);
     const int t = dmax == 0 ? 0 : norm(int32_t{dmax} << 16);
     const int scal = t > 6 ? 0 : 6 - t;
     int16_t wt[40];
-    for (int k = 0; k < 40; ++k) wt[k] = static_cast<int16_t>(d[k] >> scal);
+    const __m128i sh = _mm_cvtsi32_si128(scal);
+    for (int k = 0; k < 40; k += 8) store8(wt + k, _mm_sra_epi16(load8(d + k), sh));
 
     // |wt| < 2^9: forty products stay below 2^30. Lags 40..120 in fours,
     // the first maximum in lag order wins.
-    int32_t cc[81];
-    for (int lambda = 40; lambda <= 116; lambda += 4) dot4(wt, dp - lambda, -1, 40, cc + (lambda - 40));
-    dot4(wt, dp - 117, -1, 40, cc + 77);  // 117..120, within d'[-120..-1]
+    alignas(16) int32_t cc[84];  // lags 40..120, and three that never win
+    ltp_correlations(wt, dp, cc);
+    cc[81] = cc[82] = cc[83] = INT32_MIN;
     // The largest correlation above zero and its first lag; 40 if none is
-    // above zero (two passes without branches on the data).
-    int32_t L_max = 0;
-    for (int j = 0; j <= 80; ++j) L_max = std::max(L_max, cc[j]);
+    // above zero: the maximum four lanes at a time, then the first lane
+    // that equals it.
+    __m128i mx = _mm_setzero_si128();
+    for (int j = 0; j < 84; j += 4) mx = _mm_max_epi32(mx, _mm_load_si128(reinterpret_cast<const __m128i*>(cc + j)));
+    mx = _mm_max_epi32(mx, _mm_shuffle_epi32(mx, 0x4E));
+    mx = _mm_max_epi32(mx, _mm_shuffle_epi32(mx, 0xB1));
+    int32_t L_max = _mm_cvtsi128_si32(mx);
     int j = 0;
-    if (L_max > 0)
-        while (cc[j] != L_max) ++j;
+    if (L_max > 0) {
+        for (;; j += 4) {
+            const __m128i eq = _mm_cmpeq_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(cc + j)), mx);
+            const int hit = _mm_movemask_ps(_mm_castsi128_ps(eq));
+            if (hit) {
+                j += __builtin_ctz(static_cast<unsigned>(hit));
+                break;
+            }
+        }
+    }
     const int16_t Nc = static_cast<int16_t>(40 + j);
     Nc_out = Nc;
     L_max = (L_max << 1) >> (6 - scal);
 
-    int32_t L_power = 0;
-    for (int k = 0; k < 40; ++k) {
-        const int32_t v = dp[k - Nc] >> 3;
-        L_power += v * v;
+    // |d' >> 3| <= 4096: forty squares stay below 2^30.
+    __m128i pw = _mm_setzero_si128();
+    for (int k = 0; k < 40; k += 8) {
+        const __m128i v = _mm_srai_epi16(load8(dp + k - Nc), 3);
+        pw = _mm_add_epi32(pw, _mm_madd_epi16(v, v));
     }
-    L_power <<= 1;
+    const int32_t L_power = hsum32(pw) << 1;
 
     if (L_max <= 0) {
         bc_out = 0;
@@ -253,16 +298,30 @@ void ltp_parameters(const int16_t* d, const int16_t* dp, int16_t& bc_out, int16_
 
 // ---- 4.2.14 to 4.2.17 RPE grid, APCM -------------------------------------------
 
+// Lanes k = m + 3i, i = 0..12, of the forty samples, for each grid m
+// (all ones where the sample belongs to the grid).
+constexpr auto kGridMask = [] {
+    struct Masks {
+        int16_t v[4][40];
+    } g{};
+    for (int m = 0; m < 4; ++m)
+        for (int i = 0; i < 13; ++i) g.v[m][m + 3 * i] = -1;
+    return g;
+}();
+
 int grid_selection(const int16_t* x, int16_t* xM) {
+    // |x >> 2| <= 8192: thirteen squares stay below 2^30.
+    __m128i v[5];
+    for (int j = 0; j < 5; ++j) v[j] = _mm_srai_epi16(load8(x + 8 * j), 2);
     int32_t em = 0;
     int mc = 0;
     for (int m = 0; m < 4; ++m) {
-        int32_t sum = 0;
-        for (int i = 0; i < 13; ++i) {
-            const int32_t v = x[m + 3 * i] >> 2;
-            sum += v * v;
+        __m128i acc = _mm_setzero_si128();
+        for (int j = 0; j < 5; ++j) {
+            const __m128i g = _mm_and_si128(v[j], load8(kGridMask.v[m] + 8 * j));
+            acc = _mm_add_epi32(acc, _mm_madd_epi16(g, g));
         }
-        sum <<= 1;
+        const int32_t sum = hsum32(acc) << 1;
         if (m == 0 || sum > em) {
             em = sum;
             mc = m;
@@ -349,12 +408,13 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
     }
     std::memcpy(st.LARpp_prev, LARpp, sizeof LARpp);
 
-    // 4.2.11 to 4.2.18, four sub-segments. dp holds d'[-120..39].
-    int16_t dp[160];
+    // 4.2.11 to 4.2.18, four sub-segments. dp holds the 120 values of d'
+    // before the frame, then the frame's 160 as they are reconstructed.
+    int16_t dp[120 + 160];
     std::memcpy(dp, st.dp, sizeof st.dp);
     for (int k = 0; k < 4; ++k) {
         const int16_t* d = s + 40 * k;
-        int16_t* dpk = dp + 120;  // d'[0] of this sub-segment, after the shift below
+        int16_t* dpk = dp + 120 + 40 * k;  // d'[0] of this sub-segment
         int16_t& Nc = out.Nc[k];
         int16_t& bc = out.bc[k];
         ltp_parameters(d, dpk, bc, Nc);
@@ -363,10 +423,11 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
         // the weighting filter.
         int16_t e[50] = {};
         int16_t dpp[40];
-        const int16_t b = kQLB[bc];
-        for (int i = 0; i < 40; ++i) {
-            dpp[i] = mult_r(b, dpk[i - Nc]);
-            e[5 + i] = sub(d[i], dpp[i]);
+        const __m128i b = _mm_set1_epi16(kQLB[bc]);
+        for (int i = 0; i < 40; i += 8) {
+            const __m128i p = mult_r8(b, load8(dpk + i - Nc));
+            store8(dpp + i, p);
+            store8(e + 5 + i, _mm_subs_epi16(load8(d + i), p));
         }
 
         int16_t x[40], xM[13];
@@ -378,18 +439,19 @@ void encode_frame(EncoderState& st, const int16_t* pcm, Params& out) {
         int16_t ep[40];
         rpe_decoding(out.xmaxc[k], out.Mc[k], out.xMc + 13 * k, ep);
 
-        // 4.2.18: d' of this sub-segment, then the history moves by 40.
-        int16_t cur[40];
-        for (int i = 0; i < 40; ++i) cur[i] = add(ep[i], dpp[i]);
-        std::memmove(dp, dp + 40, 80 * sizeof(int16_t));
-        std::memcpy(dp + 80, cur, sizeof cur);
+        // 4.2.18: d' of this sub-segment.
+        for (int i = 0; i < 40; i += 8) store8(dpk + i, _mm_adds_epi16(load8(ep + i), load8(dpp + i)));
     }
-    std::memcpy(st.dp, dp, sizeof st.dp);
+    std::memcpy(st.dp, dp + 160, sizeof st.dp);
 }
 
+constexpr int kPiece = 20;  // samples of one piece of the lattice and the deemphasis
+
 void decode_frame(DecoderState& st, const Params& in, int16_t* pcm) {
-    int16_t wt[160];
-    int16_t drp[160];  // d'[-120..39]
+    // The 120 values of d' before the frame, then the frame's 160, which are
+    // also the input of the synthesis filter.
+    int16_t drp[120 + 160];
+    const int16_t* wt = drp + 120;
     std::memcpy(drp, st.drp, sizeof st.drp);
     for (int j = 0; j < 4; ++j) {
         int16_t erp[40];
@@ -398,26 +460,28 @@ void decode_frame(DecoderState& st, const Params& in, int16_t* pcm) {
         const int16_t Ncr = in.Nc[j];
         const int16_t Nr = (Ncr < 40 || Ncr > 120) ? st.nrp : Ncr;
         st.nrp = Nr;
-        const int16_t brp = kQLB[in.bc[j] & 3];
-        int16_t* cur = drp + 120;
-        for (int k = 0; k < 40; ++k) cur[k] = add(erp[k], mult_r(brp, cur[k - Nr]));
-        std::memcpy(wt + 40 * j, cur, 40 * sizeof(int16_t));
-        std::memmove(drp, drp + 40, 120 * sizeof(int16_t));
+        // The lag is at least 40: every d'[k - Nr] comes from earlier segments.
+        const __m128i brp = _mm_set1_epi16(kQLB[in.bc[j] & 3]);
+        int16_t* cur = drp + 120 + 40 * j;
+        for (int k = 0; k < 40; k += 8) store8(cur + k, _mm_adds_epi16(load8(erp + k), mult_r8(brp, load8(cur + k - Nr))));
     }
-    std::memcpy(st.drp, drp, sizeof st.drp);
+    std::memcpy(st.drp, drp + 160, sizeof st.drp);
 
-    // 4.3.3, 4.3.4
+    // 4.3.3 to 4.3.7. The lattice and the deemphasis are two serial
+    // recursions; run in short pieces one after the other, the processor
+    // overlaps the deemphasis of one piece with the lattice of the next.
     int16_t LARpp[8];
     decode_lar(in.LARc, LARpp);
     for (int seg = 0; seg < 4; ++seg) {
         int16_t rp[8];
         interpolate(st.LARpp_prev, LARpp, seg, rp);
-        zinsShortTermSynthesisFilter_GSMFR_16s(rp, wt + kSegStart[seg], pcm + kSegStart[seg], kSegLen[seg], st.v);
+        for (int at = kSegStart[seg], end = at + kSegLen[seg]; at < end; at += kPiece) {
+            const int n = std::min(kPiece, end - at);
+            zinsShortTermSynthesisFilter_GSMFR_16s(rp, wt + at, pcm + at, n, st.v);
+            zinsDeemphasize_GSMFR_16s_I(pcm + at, n, &st.msr);
+        }
     }
     std::memcpy(st.LARpp_prev, LARpp, sizeof LARpp);
-
-    // 4.3.5 to 4.3.7
-    zinsDeemphasize_GSMFR_16s_I(pcm, 160, &st.msr);
 }
 
 // ---- octet formats ------------------------------------------------------------
@@ -438,31 +502,54 @@ void for_each_field(Params& p, Visit&& visit) {
     }
 }
 
+// Most significant bit first, 32 bits at a time through a 64-bit
+// accumulator; a frame is 264 bits, eight words and one octet.
+inline void store_be32(uint8_t* p, uint32_t w) {
+    w = __builtin_bswap32(w);
+    std::memcpy(p, &w, 4);
+}
+inline uint32_t load_be32(const uint8_t* p) {
+    uint32_t w;
+    std::memcpy(&w, p, 4);
+    return __builtin_bswap32(w);
+}
+
 struct MsbWriter {
     uint8_t* out;
-    uint32_t acc = 0;
+    uint64_t acc = 0;
     int bits = 0;
     void put(uint32_t v, int n) {
         acc = (acc << n) | (v & ((1u << n) - 1));
         bits += n;
-        while (bits >= 8) {
-            bits -= 8;
-            *out++ = static_cast<uint8_t>(acc >> bits);
+        if (bits >= 32) {
+            bits -= 32;
+            store_be32(out, static_cast<uint32_t>(acc >> bits));
+            out += 4;
         }
+    }
+    void finish() {
+        for (; bits >= 8; bits -= 8) *out++ = static_cast<uint8_t>(acc >> (bits - 8));
+        if (bits > 0) *out++ = static_cast<uint8_t>(acc << (8 - bits));
     }
 };
 
 struct MsbReader {
-    const uint8_t* in;
-    uint32_t acc = 0;
+    uint8_t in[kFrameOctets + 3];  // the frame, padded for the last word
+    int at = 0;
+    uint64_t acc = 0;
     int bits = 0;
+    explicit MsbReader(const uint8_t* frame) {
+        std::memcpy(in, frame, kFrameOctets);
+        std::memset(in + kFrameOctets, 0, 3);
+    }
     uint32_t get(int n) {
-        while (bits < n) {
-            acc = (acc << 8) | *in++;
-            bits += 8;
+        if (bits < n) {
+            acc = (acc << 32) | load_be32(in + at);
+            at += 4;
+            bits += 32;
         }
         bits -= n;
-        return (acc >> bits) & ((1u << n) - 1);
+        return static_cast<uint32_t>(acc >> bits) & ((1u << n) - 1);
     }
 };
 
@@ -503,11 +590,12 @@ void pack(const Params& p, uint8_t* frame) {
     MsbWriter w{frame};
     w.put(0xD, 4);
     for_each_field(const_cast<Params&>(p), [&](int16_t& v, int n) { w.put(static_cast<uint16_t>(v), n); });
+    w.finish();
 }
 
 bool unpack(const uint8_t* frame, Params& p) {
     if ((frame[0] >> 4) != 0xD) return false;
-    MsbReader r{frame};
+    MsbReader r(frame);
     r.get(4);
     for_each_field(p, [&](int16_t& v, int n) { v = static_cast<int16_t>(r.get(n)); });
     return true;

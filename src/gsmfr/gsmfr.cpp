@@ -32,34 +32,57 @@ struct HpState {
     Zin32s z1;
 };
 
-// With msp = z2 >> 15 and lsp = z2 & 0x7FFF, 32735 = 32768 - 33 gives
-//   msp * 32735 = z2 - lsp - 33 msp  and
-//   (lsp * 32735 + 16384) >> 15 = lsp + ((16384 - 33 lsp) >> 15),
-// so the recursive part is z2 - 33 msp + ((16384 - 33 lsp) >> 15), the same
-// value (modulo 2^32) with a shorter path from one sample to the next.
+// With msp = z2 >> 15 and lsp = z2 & 0x7FFF the recursive part is
+//   msp * 32735 + ((lsp * 32735 + 16384) >> 15) = (z2 * 32735 + 16384) >> 15
+// (msp * 32735 * 32768 is a whole multiple of 2^15), and 32735 = 32768 - 33
+// makes it z2 + ((16384 - 33 z2) >> 15). In 64 bits nothing overflows, and
+// the low 32 bits are the wrapped sum: a shift, two subtractions and an
+// addition from one sample to the next.
 inline Zin16s hp_step(Zin16s x, HpState& st) {
     const Zin32s s = (Zin32s{x} >> 3) << 2;
-    const Zin32s z2 = static_cast<Zin32s>(st.z2);
-    const std::uint32_t rec_hi = st.z2 - static_cast<std::uint32_t>(z2 >> 15) * 33u;
-    const std::uint32_t rec_lo = static_cast<std::uint32_t>((16384 - (z2 & 0x7FFF) * 33) >> 15);
+    const std::int64_t z2 = static_cast<Zin32s>(st.z2);
+    const std::int64_t rec = z2 + ((16384 - z2 - (z2 << 5)) >> 15);
     const std::uint32_t nonrec = static_cast<std::uint32_t>(s - st.z1) << 15;
-    const std::uint32_t l = nonrec + rec_hi + rec_lo;
+    const std::uint32_t l = nonrec + static_cast<std::uint32_t>(rec);
     st.z2 = l;
     st.z1 = s;
     return fx::wrap16(static_cast<Zin32s>(l + 16384u) >> 15);
+}
+
+// Eight samples in 64 bits without the wrap: while every sum l stays inside
+// 32 bits the wrapped and the unwrapped values agree (the output keeps 16 bits
+// of (l + 16384) >> 15, where a wrap of l + 16384 makes a difference of 2^17),
+// and the path from one sample to the next loses its sign extension. False
+// (nothing written, state unchanged) when a sum leaves that range.
+inline bool hp_block_unwrapped(const Zin16s* x, Zin16s* y, HpState& st) {
+    std::int64_t z2 = static_cast<Zin32s>(st.z2);
+    Zin32s z1 = st.z1;
+    Zin16s out[8];
+    std::uint64_t outside = 0;
+    for (int i = 0; i < 8; ++i) {
+        const Zin32s s = (Zin32s{x[i]} >> 3) << 2;
+        const std::int64_t l = (z2 + (std::int64_t{s - z1} << 15)) + ((16384 - z2 - (z2 << 5)) >> 15);
+        outside |= static_cast<std::uint64_t>(l + 0x80000000LL) > 0xFFFFFFFFull;
+        out[i] = fx::wrap16(static_cast<Zin32s>((l + 16384) >> 15));
+        z2 = l;
+        z1 = s;
+    }
+    if (outside) return false;
+    for (int i = 0; i < 8; ++i) y[i] = out[i];
+    st.z2 = static_cast<std::uint32_t>(z2);
+    st.z1 = z1;
+    return true;
 }
 
 void high_pass(const Zin16s* src, Zin16s* dst, int len, Zin32s* mem) {
     HpState st{static_cast<std::uint32_t>(mem[0]), Zin32s{static_cast<Zin16s>(mem[1])}};
     int n = 0;
     if ((len & 7) == 0) {
-        // Blocks of eight: the recursion is serial, the block only lets the
-        // loads and stores of a segment go in one piece.
+        // Blocks of eight; a block whose sums leave the 32-bit range (only
+        // from a memory the caller filled) runs again with the wrap.
         for (; n < len; n += 8) {
-            Zin16s x[8], y[8];
-            for (int i = 0; i < 8; ++i) x[i] = src[n + i];
-            for (int i = 0; i < 8; ++i) y[i] = hp_step(x[i], st);
-            for (int i = 0; i < 8; ++i) dst[n + i] = y[i];
+            if (hp_block_unwrapped(src + n, dst + n, st)) continue;
+            for (int i = 0; i < 8; ++i) dst[n + i] = hp_step(src[n + i], st);
         }
     } else {
         for (; n < len; ++n) dst[n] = hp_step(src[n], st);
@@ -124,6 +147,9 @@ void deemphasize(Zin16s* sd, int len, Zin16s* mem) {
 
 // GSM 06.10 Table 4.4: the weighting filter's impulse response.
 constexpr Zin16s kH[11] = {-134, -374, 0, 2054, 5741, 8192, 5741, 2054, 0, -374, -134};
+static_assert(kH[0] == kH[10] && kH[1] == kH[9] && kH[3] == kH[7] && kH[4] == kH[6] && kH[2] == 0 && kH[8] == 0 &&
+                  kH[5] == 8192,
+              "the vector path of the weighting filter relies on this shape");
 
 inline Zin16s weight_one(const Zin16s* src, int n) {
     // |sum| < 32768 * 24798 + 4096: no overflow in 32 bits.
@@ -133,17 +159,25 @@ inline Zin16s weight_one(const Zin16s* src, int n) {
 }
 
 void weighting(const Zin16s* src, Zin16s* dst, int len) {
+    // H is symmetric, H[k] = H[10-k], and H[2] = H[8] = 0: pmaddwd on the
+    // pairs (src[n+k-5], src[n+5-k]) takes two taps in one product, four pairs
+    // in all, and the centre tap 8192 is a shift by 13. The sum is exact in
+    // 32 bits as in the scalar statement.
     int n = 0;
     const __m128i rnd = _mm_set1_epi32(4096);
+    const __m128i zero = _mm_setzero_si128();
     for (; n + 8 <= len; n += 8) {
-        __m128i lo = rnd, hi = rnd;
-        for (int k = 0; k < 11; ++k) {
-            if (kH[k] == 0) continue;
-            const __m128i h = _mm_set1_epi16(kH[k]);
-            const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + n + k - 5));
-            const __m128i pl = _mm_mullo_epi16(x, h), ph = _mm_mulhi_epi16(x, h);
-            lo = _mm_add_epi32(lo, _mm_unpacklo_epi16(pl, ph));
-            hi = _mm_add_epi32(hi, _mm_unpackhi_epi16(pl, ph));
+        const Zin16s* x = src + n;
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x));
+        __m128i lo = _mm_add_epi32(rnd, _mm_srai_epi32(_mm_unpacklo_epi16(zero, c), 3));
+        __m128i hi = _mm_add_epi32(rnd, _mm_srai_epi32(_mm_unpackhi_epi16(zero, c), 3));
+        static constexpr int kPairs[4] = {0, 1, 3, 4};  // k paired with 10 - k
+        for (int k : kPairs) {
+            const __m128i h = _mm_set1_epi32(static_cast<Zin32s>(static_cast<std::uint16_t>(kH[k]) * 0x10001u));
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + k - 5));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + 5 - k));
+            lo = _mm_add_epi32(lo, _mm_madd_epi16(_mm_unpacklo_epi16(a, b), h));
+            hi = _mm_add_epi32(hi, _mm_madd_epi16(_mm_unpackhi_epi16(a, b), h));
         }
         lo = _mm_srai_epi32(lo, 13);
         hi = _mm_srai_epi32(hi, 13);
@@ -258,54 +292,61 @@ void analysis_lattice_wave(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
     const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rp));
     const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(mem));
     const Zin16s last = s[len - 1];
-    __m128i dout = _mm_setzero_si128(), s1 = _mm_setzero_si128(), s2 = _mm_setzero_si128();
-    alignas(16) Zin16s sv[8];
-    // Lane t meets its first sample at step t: its u is the memory.
+    // Lane i of kLane[i] is all ones.
     alignas(16) static constexpr Zin16s kLane[8][8] = {
         {-1, 0, 0, 0, 0, 0, 0, 0}, {0, -1, 0, 0, 0, 0, 0, 0}, {0, 0, -1, 0, 0, 0, 0, 0}, {0, 0, 0, -1, 0, 0, 0, 0},
         {0, 0, 0, 0, -1, 0, 0, 0}, {0, 0, 0, 0, 0, -1, 0, 0}, {0, 0, 0, 0, 0, 0, -1, 0}, {0, 0, 0, 0, 0, 0, 0, -1}};
-    // The general step: the first eight steps, and the ones past the input.
-    auto edge_step = [&](int t) {
-        const Zin16s xt = t < len ? s[t] : Zin16s{0};
-        const Zin16s xp = t >= 1 && t - 1 < len ? s[t - 1] : Zin16s{0};
-        __m128i d = _mm_insert_epi16(_mm_slli_si128(dout, 2), xt, 0);
-        __m128i u = _mm_insert_epi16(_mm_slli_si128(s2, 2), xp, 0);
-        if (t < 8) u = _mm_blendv_epi8(u, m, _mm_load_si128(reinterpret_cast<const __m128i*>(kLane[t])));
+    auto lane_mask = [](int i) { return _mm_load_si128(reinterpret_cast<const __m128i*>(kLane[i])); };
+    __m128i dout = _mm_setzero_si128(), s1 = _mm_setzero_si128(), s2 = _mm_setzero_si128();
+    // The new memory: u[i+1] is sav_i of sample len-1, which lane i gives at
+    // step len-1+i; gathered in lane i of mout.
+    __m128i mout = _mm_setzero_si128();
+    auto advance = [&](__m128i d, __m128i u) {
         dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
-        const __m128i sn = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
         s2 = s1;
-        s1 = sn;
-        if (t >= 7) s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
-        // The memory after the last sample: u_i is sav_i of sample len-1,
-        // which lane i-1 gives at step len + i - 2.
-        if (t >= len - 1 && t <= len + 5) {
-            _mm_store_si128(reinterpret_cast<__m128i*>(sv), sn);
-            const int lane = t - len + 1;
-            mem[lane + 1] = sv[lane];
-        }
+        s1 = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
+    };
+    auto keep_memory = [&](int t) {
+        const int lane = t - (len - 1);
+        if (lane >= 0 && lane <= 6) mout = _mm_blendv_epi8(mout, s1, lane_mask(lane));
     };
     const int steps = len + 7;
-    const int head = steps < 8 ? steps : 8;
     int t = 0;
-    for (; t < head; ++t) edge_step(t);
-    // Steady state: every lane busy, input and output in range. The new
-    // sample enters lane 0 by palignr from a load whose top lane holds it
-    // (the lanes below it may already be outputs; they are not used).
-    if (t < len - 1) {
+    // Head, steps 0..7: the samples come from a copy with eight zeros before
+    // it, and lane t meets its first sample, whose u is the memory.
+    alignas(16) Zin16s head[16] = {};
+    for (int i = 0; i < 8 && i < len; ++i) head[8 + i] = s[i];
+    for (; t < 8 && t < steps; ++t) {
+        const __m128i xv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(head + 1 + t));  // top lane x[t]
+        const __m128i xp = _mm_loadu_si128(reinterpret_cast<const __m128i*>(head + t));      // top lane x[t-1]
+        const __m128i u = _mm_blendv_epi8(_mm_alignr_epi8(s2, xp, 14), m, lane_mask(t));
+        advance(_mm_alignr_epi8(dout, xv, 14), u);
+        if (t == 7) s[0] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
+        keep_memory(t);
+    }
+    // Steady state: every lane busy, the new sample enters lane 0 by palignr
+    // from a load whose top lane holds it (the lanes below it may already be
+    // outputs; they are not used).
+    if (t < len) {
         __m128i xprev = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + t - 8));
-        for (; t < len - 1; ++t) {
+        for (; t < len; ++t) {
             const __m128i xv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + t - 7));
-            const __m128i d = _mm_alignr_epi8(dout, xv, 14);
-            const __m128i u = _mm_alignr_epi8(s2, xprev, 14);
-            dout = _mm_adds_epi16(d, _mm_mulhrs_epi16(c, u));
-            s2 = s1;
-            s1 = _mm_adds_epi16(u, _mm_mulhrs_epi16(c, d));
+            advance(_mm_alignr_epi8(dout, xv, 14), _mm_alignr_epi8(s2, xprev, 14));
             s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
             xprev = xv;
         }
+        keep_memory(len - 1);
     }
-    for (; t < steps; ++t) edge_step(t);
+    // Tail: lane 0 runs past the input; what it computes reaches no output.
+    for (; t < steps; ++t) {
+        advance(_mm_slli_si128(dout, 2), _mm_slli_si128(s2, 2));
+        s[t - 7] = static_cast<Zin16s>(_mm_extract_epi16(dout, 7));
+        keep_memory(t);
+    }
+    alignas(16) Zin16s sv[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(sv), mout);
     mem[0] = last;
+    for (int i = 0; i < 7; ++i) mem[i + 1] = sv[i];
 }
 
 void analysis_lattice(const Zin16s* rp, Zin16s* s, int len, Zin16s* mem) {
@@ -358,12 +399,22 @@ void synthesis_lattice(const Zin16s* rrp, const Zin16s* src, Zin16s* dst, int le
 
 void rpe_decode(const Zin16s* codes, Zin16s fac, int shift, Zin16s* dst) {
     if (shift > 15) shift = 15;
-    const Zin32s rnd = shift > 0 ? (Zin32s{1} << (shift - 1)) : 0;
-    for (int i = 0; i < 13; ++i) {
-        const Zin16s t = fx::wrap16((2 * Zin32s{codes[i]} - 7) << 12);
-        const Zin16s p = fx::wrap16((Zin32s{fac} * t + 16384) >> 15);
-        dst[i] = static_cast<Zin16s>(sat16(Zin32s{p} + rnd) >> shift);
-    }
+    // Thirteen values as two overlapping vectors of eight (0..7 and 5..12).
+    // The shift by 12 wraps in 16 bits as the scalar statement; pmulhrsw is
+    // (fac * t + 16384) >> 15 in 16 bits, -32768 * -32768 included, and the
+    // rounding value at most 2^14 is added with saturation.
+    const __m128i f = _mm_set1_epi16(fac);
+    const __m128i rnd = _mm_set1_epi16(static_cast<Zin16s>(shift > 0 ? 1 << (shift - 1) : 0));
+    const __m128i sh = _mm_cvtsi32_si128(shift);
+    const __m128i seven = _mm_set1_epi16(7);
+    auto eight = [&](int at) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(codes + at));
+        const __m128i t = _mm_slli_epi16(_mm_sub_epi16(_mm_add_epi16(c, c), seven), 12);
+        return _mm_sra_epi16(_mm_adds_epi16(_mm_mulhrs_epi16(f, t), rnd), sh);
+    };
+    const __m128i lo = eight(0), hi = eight(5);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 5), hi);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), lo);
 }
 
 }  // namespace

@@ -195,7 +195,10 @@ TEST(GsmFrBlocks, HighPassAndPreemphasisMatchScalarAtEveryLengthAndOffset) {
             const auto x = zt::pattern16(pat, len);
             Misaligned<int16_t> X(len, off), Y(len, (off + 3) % 8);
             X.assign(x);
-            int32_t mem[2] = {zt::random32(1, -(1 << 30), 1 << 30)[0], zt::random16(1, -16384, 16380)[0] & ~3};
+            // Half the memories anywhere in 32 bits: sums that wrap, in the
+            // scalar path and in the blocks of eight.
+            const int64_t span = len & 1 ? int64_t{1} << 30 : INT32_MAX;
+            int32_t mem[2] = {zt::random32(1, -span, span)[0], zt::random16(1, -16384, 16380)[0] & ~3};
             int32_t rmem[2] = {mem[0], mem[1]};
             std::vector<int16_t> ref(len);
             ASSERT_EQ(zinsHighPassFilter_GSMFR_16s(X.data(), Y.data(), len, mem), zinStsNoErr);
@@ -391,6 +394,8 @@ TEST(GsmFrBlocks, LatticesMatchScalarAndCarryMemory) {
             auto rc = random_rc();
             // A coefficient of -32768 meets -32768 in the signal: mult_r saturates.
             if (pat == zt::Pattern::FullScaleNegative || pat == zt::Pattern::Alternating) rc[len % 8] = -32768;
+            // The largest coefficient, on the vector paths.
+            if (pat == zt::Pattern::Random || pat == zt::Pattern::FullScalePositive) rc[(len + 3) % 8] = 32767;
             const auto x = zt::pattern16(pat, len);
             auto mem = zt::random16(8, -20000, 20000);
             auto rmem = mem;
@@ -427,6 +432,18 @@ TEST(GsmFrBlocks, RpeQuantDecodeMatchesScalarForAllCodesAndShifts) {
             ref_rpe_decode(codes, f, shift, ref);
             for (int i = 0; i < 13; ++i) ASSERT_EQ(y[i], ref[i]) << f << " " << shift << " " << i;
         }
+    }
+    // Any codes and multipliers, -32768 included: the wraps of the 16-bit
+    // statement.
+    for (int trial = 0; trial < 2000; ++trial) {
+        auto c = zt::random16(13);
+        if (trial % 4 == 0) c[trial % 13] = -32768;
+        const int16_t f = trial % 7 == 0 ? int16_t{-32768} : zt::random16(1)[0];
+        const int shift = trial % 21;
+        int16_t y[13], ref[13];
+        ASSERT_EQ(zinsRPEQuantDecode_GSMFR_16s(c.data(), f, static_cast<int16_t>(shift), y), zinStsNoErr);
+        ref_rpe_decode(c.data(), f, shift, ref);
+        for (int i = 0; i < 13; ++i) ASSERT_EQ(y[i], ref[i]) << f << " " << shift << " " << c[i];
     }
     // Shift 0: no rounding term; the largest code at full factor is 28671.
     int16_t y[13];
