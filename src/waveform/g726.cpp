@@ -138,27 +138,6 @@ inline void delay_operands(__m128i f, __m128& mant, __m128i& fexp) {
     fexp = _mm_sub_epi32(_mm_and_si128(_mm_srli_epi32(f, 6), _mm_set1_epi32(15)), _mm_set1_epi32(18));
 }
 
-// Decision index: the count of levels above dln. The levels descend, so the
-// lanes above dln form a prefix and the index is the first clear bit.
-template <int R>
-inline int decide(int dln) {
-    const __m128i d = _mm_set1_epi16(static_cast<short>(dln));
-    const auto* lv = reinterpret_cast<const __m128i*>(kLevels[R].data());
-    const __m128i c0 = _mm_cmpgt_epi16(_mm_loadu_si128(lv), d);
-    unsigned mask;
-    if constexpr (kLevelCount[R] > 8) {
-        const __m128i c1 = _mm_cmpgt_epi16(_mm_loadu_si128(lv + 1), d);
-        mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, c1)));
-        if constexpr (kLevelCount[R] > 16) {
-            const __m128i c2 = _mm_cmpgt_epi16(_mm_loadu_si128(lv + 2), d);
-            mask |= static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c2, _mm_setzero_si128()))) << 16;
-        }
-    } else {
-        mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, _mm_setzero_si128())));
-    }
-    return __builtin_ctz(~mask);
-}
-
 // G.711 compression as the decoder's output stage uses it (G.711 and the
 // G.191 STL reference): mu-law with the bias 33 on the 14-bit magnitude,
 // A-law on the 13-bit magnitude with the segment from the leading bit.
@@ -406,7 +385,7 @@ struct Coder {
         const int p = compress[v + 8192];
         const int dx = fx::wrap16((table[p] >> 2) - se);
         const int dln = log_mag(abs_sat(dx)) - (y >> 2);
-        const int id = kSyncOffset[R][dx < 0][decide<R>(dln)];
+        const int id = kSyncByDln[R][dx < 0][clampi(dln + kDlnBias, 0, kDlnSpan - 1)];
         const int c = code & (kRow - 1);
         const int im = (c & kSignBit) ? (c & (kSignBit - 1)) : c + kSignBit;
         return sel(id == im, p, sel(id > im, lower[p], higher[p]));
