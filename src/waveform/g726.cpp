@@ -77,7 +77,7 @@ void init(void* state, int index) {
 }
 
 // Number of significant bits of a value 0..65535, without a branch.
-inline int bitlen(int x) { return 32 - __builtin_clz(static_cast<unsigned>(x) | 1u) - (x == 0); }
+constexpr int bitlen(int x) { return 32 - __builtin_clz(static_cast<unsigned>(x) | 1u) - (x == 0); }
 
 // a where cond (0 or 1) is 1, else b, by masks: the conditions below follow
 // the signal and would mispredict as branches.
@@ -138,31 +138,10 @@ inline void delay_operands(__m128i f, __m128& mant, __m128i& fexp) {
     fexp = _mm_sub_epi32(_mm_and_si128(_mm_srli_epi32(f, 6), _mm_set1_epi32(15)), _mm_set1_epi32(18));
 }
 
-// Decision index: the count of levels above dln. The levels descend, so the
-// lanes above dln form a prefix and the index is the first clear bit.
-template <int R>
-inline int decide(int dln) {
-    const __m128i d = _mm_set1_epi16(static_cast<short>(dln));
-    const auto* lv = reinterpret_cast<const __m128i*>(kLevels[R].data());
-    const __m128i c0 = _mm_cmpgt_epi16(_mm_loadu_si128(lv), d);
-    unsigned mask;
-    if constexpr (kLevelCount[R] > 8) {
-        const __m128i c1 = _mm_cmpgt_epi16(_mm_loadu_si128(lv + 1), d);
-        mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, c1)));
-        if constexpr (kLevelCount[R] > 16) {
-            const __m128i c2 = _mm_cmpgt_epi16(_mm_loadu_si128(lv + 2), d);
-            mask |= static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c2, _mm_setzero_si128()))) << 16;
-        }
-    } else {
-        mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(c0, _mm_setzero_si128())));
-    }
-    return __builtin_ctz(~mask);
-}
-
 // G.711 compression as the decoder's output stage uses it (G.711 and the
 // G.191 STL reference): mu-law with the bias 33 on the 14-bit magnitude,
 // A-law on the 13-bit magnitude with the segment from the leading bit.
-inline int compress_ulaw(int x) {
+constexpr int compress_ulaw(int x) {
     int m = (x < 0 ? (~x) >> 2 : x >> 2) + 33;
     m = m > 8191 ? 8191 : m;
     const int n = 1 + bitlen(m >> 6);
@@ -170,7 +149,7 @@ inline int compress_ulaw(int x) {
     return x >= 0 ? code | 0x80 : code;
 }
 
-inline int compress_alaw(int x) {
+constexpr int compress_alaw(int x) {
     const int v = x >> 3;
     const int m = v < 0 ? ~v : v;
     const int b = bitlen(m);
@@ -178,6 +157,22 @@ inline int compress_alaw(int x) {
     const int code = ((g < 2 ? m >> 1 : m >> g) & 15) | (g << 4);
     return code ^ (v < 0 ? 0x55 : 0xD5);
 }
+
+// G.711 code of each clamped 14-bit decoder value v (-8192..8191, index
+// v + 8192): A-law compresses 4 v, mu-law 4 v less 1 below zero (but not
+// at -32768), as the decoder's output stage of G.726 clause 4.2.7 does.
+using Compress = std::array<std::uint8_t, 16384>;
+constexpr Compress compress_table(bool alaw) {
+    Compress t{};
+    for (int v = -8192; v < 8192; ++v) {
+        int x = 4 * v;
+        if (!alaw && x < 0 && x != -32768) x -= 1;
+        t[v + 8192] = static_cast<std::uint8_t>(alaw ? compress_alaw(x) : compress_ulaw(x));
+    }
+    return t;
+}
+constexpr Compress kAlawCompress = compress_table(true);
+constexpr Compress kUlawCompress = compress_table(false);
 
 // Everything one sample runs, with the state in registers: the predictor
 // coefficients b1..b6, a1, a2 as one vector, the floating delays dq1..dq6,
@@ -374,30 +369,26 @@ struct Coder {
         return sr;
     }
 
-    // Step 10: the decoder's output for the law (COMPRESS, SYNC).
-    ZIN_G726_INLINE int output(int sr, int code, int law) const {
+    // Step 10: the decoder's output for the law (COMPRESS, SYNC). The
+    // compression of the clamped 14-bit value comes from a table.
+    template <int Law>
+    ZIN_G726_INLINE int output(int sr, int code) const {
         int v = sr;
-        if (v == -32768 && law != kLinear) v = law == kALaw ? -2 : 0;
+        if constexpr (Law == kLinear) return v < -8192 ? -8192 : (v > 8191 ? 8191 : v);
+        const Expand& table = Law == kMuLaw ? kUlawExpand : kAlawExpand;
+        const Neighbours& lower = Law == kMuLaw ? kUlawLower : kAlawLower;
+        const Neighbours& higher = Law == kMuLaw ? kUlawHigher : kAlawHigher;
+        const Compress& compress = Law == kMuLaw ? kUlawCompress : kAlawCompress;
+        // sr == -32768 is the negative zero: A-law -2, mu-law 0.
+        v = v == -32768 ? (Law == kALaw ? -2 : 0) : v;
         v = v < -8192 ? -8192 : (v > 8191 ? 8191 : v);
-        if (law == kLinear) return v;
-        int p;
-        const Expand* table;
-        const Neighbours *lower, *higher;
-        if (law == kMuLaw) {
-            int x = fx::wrap16(4 * v);
-            if (x < 0 && x != -32768) x -= 1;
-            p = compress_ulaw(x);
-            table = &kUlawExpand, lower = &kUlawLower, higher = &kUlawHigher;
-        } else {
-            p = compress_alaw(4 * v);
-            table = &kAlawExpand, lower = &kAlawLower, higher = &kAlawHigher;
-        }
-        const int dx = fx::wrap16(((*table)[p] >> 2) - se);
+        const int p = compress[v + 8192];
+        const int dx = fx::wrap16((table[p] >> 2) - se);
         const int dln = log_mag(abs_sat(dx)) - (y >> 2);
-        const int id = kSyncOffset[R][dx < 0][decide<R>(dln)];
+        const int id = kSyncByDln[R][dx < 0][clampi(dln + kDlnBias, 0, kDlnSpan - 1)];
         const int c = code & (kRow - 1);
         const int im = (c & kSignBit) ? (c & (kSignBit - 1)) : c + kSignBit;
-        return sel(id == im, p, sel(id > im, (*lower)[p], (*higher)[p]));
+        return sel(id == im, p, sel(id > im, lower[p], higher[p]));
     }
 };
 
@@ -413,16 +404,25 @@ void encode_run(Fields& f, const Zin16s* src, Zin8u* dst, int len) {
     c.save(f);
 }
 
-template <int R>
-void decode_run(Fields& f, int law, const Zin8u* src, Zin16s* dst, int len) {
+template <int R, int Law>
+void decode_run(Fields& f, const Zin8u* src, Zin16s* dst, int len) {
     Coder<R> c(f);
     for (int n = 0; n < len; ++n) {
         c.predict();
         const int code = src[n];
         const int s = c.update(code);
-        dst[n] = static_cast<Zin16s>(c.output(s, code, law));
+        dst[n] = static_cast<Zin16s>(c.template output<Law>(s, code));
     }
     c.save(f);
+}
+
+template <int R>
+void decode_rate(Fields& f, int law, const Zin8u* src, Zin16s* dst, int len) {
+    switch (law) {
+        case kMuLaw: decode_run<R, kMuLaw>(f, src, dst, len); break;
+        case kALaw: decode_run<R, kALaw>(f, src, dst, len); break;
+        default: decode_run<R, kLinear>(f, src, dst, len); break;
+    }
 }
 
 void encode(void* state, const Zin16s* src, Zin8u* dst, int len) {
@@ -441,10 +441,10 @@ void decode(void* state, const Zin8u* src, Zin16s* dst, int len) {
     std::int16_t law;
     std::memcpy(&law, static_cast<const unsigned char*>(state) + kLawOffset, sizeof law);
     switch (f.rateIndex & 3) {
-        case 0: decode_run<0>(f, law, src, dst, len); break;
-        case 1: decode_run<1>(f, law, src, dst, len); break;
-        case 2: decode_run<2>(f, law, src, dst, len); break;
-        default: decode_run<3>(f, law, src, dst, len); break;
+        case 0: decode_rate<0>(f, law, src, dst, len); break;
+        case 1: decode_rate<1>(f, law, src, dst, len); break;
+        case 2: decode_rate<2>(f, law, src, dst, len); break;
+        default: decode_rate<3>(f, law, src, dst, len); break;
     }
     store(state, f);
 }

@@ -111,6 +111,27 @@ inline constexpr IndexRow kSyncOffset[kRates][2] = {
      index_row({15, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 13, 14, 15})},
 };
 
+// The decoder's rescan of the decision levels in the synchronous coding
+// adjustment, done ahead for every log difference: the offset code id by
+// the sign of dx and dln + kDlnBias. dln stays between the log of 0 less
+// the largest y >> 2 (-128 - 1280) and the log of 32767 less the least
+// (1919 - 136).
+inline constexpr int kDlnBias = 1536;
+inline constexpr int kDlnSpan = 3328;
+using SyncByDln = std::array<std::array<std::uint8_t, kDlnSpan>, 2>;
+constexpr SyncByDln sync_by_dln(int r) {
+    SyncByDln t{};
+    for (int s = 0; s < 2; ++s) {
+        for (int i = 0; i < kDlnSpan; ++i) {
+            int k = 0;
+            while (k < kLevelCount[r] && kLevels[r][k] > i - kDlnBias) ++k;
+            t[s][i] = kSyncOffset[r][s][k];
+        }
+    }
+    return t;
+}
+inline constexpr SyncByDln kSyncByDln[kRates] = {sync_by_dln(0), sync_by_dln(1), sync_by_dln(2), sync_by_dln(3)};
+
 // ---- G.711 ------------------------------------------------------------------
 
 // G.711 Table 1 (A-law) decoded to 16-bit linear: even bits inverted, sign
