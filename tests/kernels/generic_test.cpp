@@ -13,7 +13,7 @@ namespace {
 
 using zt::Misaligned;
 
-int16_t sat16(int64_t x) { return static_cast<int16_t>(std::clamp<int64_t>(x, -32768, 32767)); }
+using zt::sat16;
 
 TEST(Generic, CheckOrder) {
     int16_t a[8] = {}, d[8] = {};
