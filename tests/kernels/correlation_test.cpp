@@ -176,20 +176,10 @@ TEST(Correlation, AutoCorrNormE) {
     });
 }
 
+// Silence is covered by the driver above; here the energy limit itself.
 TEST(Correlation, AutoCorrNormEBoundaries) {
-    int16_t z[20] = {};
-    int32_t d[4];
+    int32_t d[1];
     int n = 0;
-    ASSERT_EQ(zinsAutoCorr_NormE_16s32s(z, 20, d, 4, &n), zinStsNoErr);
-    EXPECT_EQ(n, 30);
-    EXPECT_EQ(d[0], 0x40000000);
-    EXPECT_EQ(d[1], 0);
-    EXPECT_EQ(d[3], 0);
-    int16_t d16[4] = {9, 9, 9, 9};
-    ASSERT_EQ(zinsAutoCorr_NormE_NR_16s(z, 20, d16, 4, &n), zinStsNoErr);
-    EXPECT_EQ(n, 0);
-    EXPECT_EQ(d16[0], 0);
-    EXPECT_EQ(d16[3], 0);
     // Energy 0x3FFFFFFF is the last accepted; one sample of 32767 is below it.
     int16_t one[1] = {32767};
     EXPECT_EQ(zinsAutoCorr_NormE_16s32s(one, 1, d, 1, &n), zinStsNoErr);
