@@ -170,25 +170,15 @@ TEST(FftInit, StatusesInOrder) {
     EXPECT_EQ(ys[0], 7);
 }
 
-TEST(FftInit, DescriptorFieldsAndAlignment) {
+// The descriptor and its tables align themselves from any caller address
+// (the scale fields show in the accuracy tests, the sizes in ExactBytesByOrder).
+TEST(FftInit, AlignsFromAnyAddress) {
     for (int offset : {0, 1, 13, 63}) {
         Real r(8, 4, offset);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(r.spec) % 64, 0u);
-        EXPECT_EQ(r.spec->order, 8);
-        EXPECT_EQ(r.spec->scaleForward, 1);
-        EXPECT_EQ(r.spec->scaleInverse, 1);
-        EXPECT_EQ(r.spec->scale, static_cast<float>(1.0 / std::sqrt(256.0)));
-        EXPECT_EQ(r.spec->bufSize, 1088);
-        for (const void* t : {static_cast<const void*>(r.spec->twiddle), static_cast<const void*>(r.spec->recombFwd),
-                              static_cast<const void*>(r.spec->recombInv)})
+        for (const void* t : {static_cast<const void*>(r.spec), static_cast<const void*>(r.spec->twiddle),
+                              static_cast<const void*>(r.spec->recombFwd), static_cast<const void*>(r.spec->recombInv)})
             EXPECT_EQ(reinterpret_cast<std::uintptr_t>(t) % 64, 0u);
     }
-    Real one(12, 1), two(12, 2);
-    EXPECT_EQ(one.spec->scaleForward, 1);
-    EXPECT_EQ(one.spec->scaleInverse, 0);
-    EXPECT_EQ(two.spec->scaleForward, 0);
-    EXPECT_EQ(two.spec->scaleInverse, 1);
-    EXPECT_EQ(two.spec->scale, 1.0f / 4096);
 }
 
 TEST(FftTransform, StatusesInOrderAndNothingWritten) {
