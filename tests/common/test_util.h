@@ -98,6 +98,29 @@ inline std::vector<int> test_lengths() {
     return v;
 }
 
+// Shorter set for the O(n^2) paths (correlations, filters): 1 to 48 every
+// one, the sub-frame sizes and a few odd and long ones.
+inline std::vector<int> short_lengths() {
+    std::vector<int> v;
+    for (int i = 1; i <= 48; ++i) v.push_back(i);
+    for (int i : {63, 64, 65, 79, 80, 81, 127, 160, 161, 240, 241, 257, 400}) v.push_back(i);
+    return v;
+}
+
+// Calls f(input, len, offset) for every extreme pattern, short length and
+// misalignment; the input holds len + extra words.
+template <typename F>
+void for_each_input(int extra, F f) {
+    for (Pattern p : kPatterns)
+        for (int len : short_lengths())
+            for (int off : {0, 1, 3}) f(pattern16(p, static_cast<std::size_t>(len + extra)), len, off);
+}
+
+// Plain saturations and the 32-bit wrap, for writing reference statements.
+inline int16_t sat16(int64_t v) { return static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v)); }
+inline int32_t sat32(int64_t v) { return static_cast<int32_t>(v < INT32_MIN ? INT32_MIN : (v > INT32_MAX ? INT32_MAX : v)); }
+inline int32_t wrap32(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(v)); }
+
 // Path of a conformance sequence, and whether its folder is there.
 inline std::string vector_path(const std::string& rel) { return std::string(ZINSC_VECTORS) + "/" + rel; }
 

@@ -22,9 +22,9 @@ namespace fx = zin::fx;
 
 // ---- plain statements ----------------------------------------------------
 
-int32_t wrap(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(v)); }
-int32_t sat32(int64_t v) { return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX)); }
-int16_t sat16(int64_t v) { return static_cast<int16_t>(std::clamp<int64_t>(v, -32768, 32767)); }
+using zt::sat16;
+using zt::sat32;
+constexpr auto wrap = zt::wrap32;
 
 // Exact sum over i < n of a[i] * b[i + k].
 int64_t corr(const int16_t* a, const int16_t* b, int n, int k) {
@@ -47,25 +47,7 @@ int32_t sfs(int64_t a, int s) {
     return sat32(a);
 }
 
-// The lengths checked everywhere: all up to 48, the sub-frame sizes, a few
-// odd and long ones.
-std::vector<int> lengths() {
-    std::vector<int> v;
-    for (int i = 1; i <= 48; ++i) v.push_back(i);
-    for (int i : {63, 64, 65, 79, 80, 81, 127, 160, 161, 240, 257, 400}) v.push_back(i);
-    return v;
-}
-
-// Calls f(input, len, offset) for every pattern, length and misalignment.
-template <typename F>
-void for_inputs(int extra, F f) {
-    for (Pattern p : zt::kPatterns)
-        for (int len : lengths())
-            for (int off : {0, 1, 3}) {
-                std::vector<int16_t> v = zt::pattern16(p, static_cast<std::size_t>(len + extra));
-                f(v, len, off);
-            }
-}
+constexpr auto lengths = zt::short_lengths;
 
 // ---- checks --------------------------------------------------------------
 
@@ -134,7 +116,7 @@ TEST(Correlation, CheckOrder) {
 // ---- autocorrelation -----------------------------------------------------
 
 TEST(Correlation, AutoCorrMatchesPlainSums) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         Misaligned<int16_t> src(len, off);
         src.assign(v);
         for (int lags : {1, 3, 9, 10, 11, len, len + 5}) {
@@ -150,7 +132,7 @@ TEST(Correlation, AutoCorrMatchesPlainSums) {
 }
 
 TEST(Correlation, AutoCorrNormE) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         Misaligned<int16_t> src(len, off);
         src.assign(v);
         const int lags = std::min(len + 2, 12);
@@ -194,20 +176,10 @@ TEST(Correlation, AutoCorrNormE) {
     });
 }
 
+// Silence is covered by the driver above; here the energy limit itself.
 TEST(Correlation, AutoCorrNormEBoundaries) {
-    int16_t z[20] = {};
-    int32_t d[4];
+    int32_t d[1];
     int n = 0;
-    ASSERT_EQ(zinsAutoCorr_NormE_16s32s(z, 20, d, 4, &n), zinStsNoErr);
-    EXPECT_EQ(n, 30);
-    EXPECT_EQ(d[0], 0x40000000);
-    EXPECT_EQ(d[1], 0);
-    EXPECT_EQ(d[3], 0);
-    int16_t d16[4] = {9, 9, 9, 9};
-    ASSERT_EQ(zinsAutoCorr_NormE_NR_16s(z, 20, d16, 4, &n), zinStsNoErr);
-    EXPECT_EQ(n, 0);
-    EXPECT_EQ(d16[0], 0);
-    EXPECT_EQ(d16[3], 0);
     // Energy 0x3FFFFFFF is the last accepted; one sample of 32767 is below it.
     int16_t one[1] = {32767};
     EXPECT_EQ(zinsAutoCorr_NormE_16s32s(one, 1, d, 1, &n), zinStsNoErr);
@@ -222,7 +194,7 @@ TEST(Correlation, AutoCorrNormEBoundaries) {
 // ---- cross-correlation ---------------------------------------------------
 
 TEST(Correlation, CrossCorrScaled) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len));
         Misaligned<int16_t> a(len, off), b(len, off + 2);
         a.assign(v);
@@ -242,7 +214,7 @@ TEST(Correlation, CrossCorrScaled) {
 }
 
 TEST(Correlation, CrossCorrNR) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         for (int lags : {1, 4, 5, 40}) {
             std::vector<int16_t> w = zt::pattern16(off == 1 ? Pattern::FullScaleNegative : Pattern::Random,
                                                    static_cast<std::size_t>(len + lags));
@@ -272,7 +244,7 @@ TEST(Correlation, CrossCorrNR) {
 }
 
 TEST(Correlation, CrossCorrNormM) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len), -3000, 3000);
         Misaligned<int16_t> a(len, off), b(len, off + 1), d(len, off);
         a.assign(v);
@@ -297,7 +269,7 @@ TEST(Correlation, CrossCorrNormM) {
 // ---- lag searches --------------------------------------------------------
 
 TEST(LagSearch, CrossCorrLagMax) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         for (int lagMax : {0, 3, 4, 17, 40}) {
             const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len + lagMax));
             Misaligned<int16_t> a(len, off), b(w.size(), off + 1);
@@ -339,8 +311,10 @@ TEST(LagSearch, CrossCorrLagMaxStartValuesAndTies) {
     EXPECT_EQ(mx, INT32_MAX);
 }
 
+// Silence gives ties everywhere (both take the smallest lag), full scale the
+// saturated (forward) and wrapped (inverse) doubling, {3, 2} an empty range.
 TEST(LagSearch, AutoCorrLagMaxFwdInv) {
-    for_inputs(0, [](const std::vector<int16_t>& v0, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v0, int len, int off) {
         for (auto [lo, hi] : {std::pair{20, 143}, std::pair{0, 0}, std::pair{5, 8}, std::pair{3, 2}, std::pair{18, 40}}) {
             // One buffer with hi samples before and after the frame.
             std::vector<int16_t> buf = zt::random16(static_cast<std::size_t>(len + 2 * hi + 2));
@@ -376,28 +350,6 @@ TEST(LagSearch, AutoCorrLagMaxFwdInv) {
             ASSERT_EQ(lag, bl);
         }
     });
-}
-
-TEST(LagSearch, AutoCorrLagMaxTiesAndEmptyRange) {
-    // A constant signal: all lags give the same sum; both searches take the smallest lag.
-    std::vector<int16_t> c(300, 100);
-    int32_t mx = 0;
-    int lag = -1;
-    ASSERT_EQ(zinsAutoCorrLagMax_Fwd_16s(c.data(), 40, 20, 143, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(lag, 20);
-    EXPECT_EQ(mx, 800000);
-    ASSERT_EQ(zinsAutoCorrLagMax_Inv_16s(c.data() + 150, 40, 20, 143, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(lag, 20);
-    EXPECT_EQ(mx, 800000);
-    ASSERT_EQ(zinsAutoCorrLagMax_Fwd_16s(c.data(), 40, 9, 8, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(mx, INT32_MIN);
-    EXPECT_EQ(lag, 0);
-    // Full-scale: the forward doubling saturates, the inverse one wraps.
-    std::vector<int16_t> f(300, -32768);
-    ASSERT_EQ(zinsAutoCorrLagMax_Fwd_16s(f.data(), 1, 0, 0, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(mx, INT32_MAX);
-    ASSERT_EQ(zinsAutoCorrLagMax_Inv_16s(f.data() + 10, 1, 0, 0, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(mx, INT32_MIN);
 }
 
 TEST(LagSearch, FloatForms) {
@@ -467,7 +419,7 @@ int16_t conv_operators(const int16_t* a, const int16_t* b, int n) {
 }
 
 TEST(Convolution, PartialSums) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len));
         Misaligned<int16_t> a(len, off), b(len, off + 1);
         a.assign(v);
@@ -491,7 +443,7 @@ TEST(Convolution, PartialSums) {
 }
 
 TEST(Convolution, RoundedFollowsTheBasicOperators) {
-    for_inputs(0, [](const std::vector<int16_t>& v, int len, int off) {
+    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
         for (int amp : {32767, 2000}) {
             const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len), -amp, amp);
             Misaligned<int16_t> a(len, off), b(len, off + 1), d(len, off);

@@ -13,7 +13,7 @@ namespace {
 
 using zt::Misaligned;
 
-int16_t sat16(int64_t x) { return static_cast<int16_t>(std::clamp<int64_t>(x, -32768, 32767)); }
+using zt::sat16;
 
 TEST(Generic, CheckOrder) {
     int16_t a[8] = {}, d[8] = {};
@@ -155,13 +155,6 @@ TEST(Generic, InvSqrtFollowsTheG729Operator) {
     ASSERT_EQ(zinsInvSqrt_32s_I(v, 6), zinStsNoErr);
     EXPECT_EQ(v[0], 0x3FFFFFFF);
     EXPECT_EQ(v[1], 0x3FFFFFFF);
-    // 1/sqrt(x) in Q30 for x in Q0, within the table's interpolation error.
-    for (int32_t x : {1, 2, 3, 1000, 65536, 12345678, INT32_MAX}) {
-        int32_t y = x;
-        zinsInvSqrt_32s_I(&y, 1);
-        const double want = std::ldexp(1.0, 30) / std::sqrt(static_cast<double>(x));
-        EXPECT_NEAR(y / want, 1.0, 2e-3) << x;
-    }
     // Against the G.729 statement with the basic operators.
     auto ref = [](int32_t x) -> int32_t {
         using namespace zin::fx;
@@ -187,6 +180,7 @@ TEST(Generic, InvSqrtFollowsTheG729Operator) {
     };
     for (int len : {1, 7, 160}) {
         auto in = zt::random32(len, 1, INT32_MAX);
+        if (len == 7) in = {1, 2, 3, 1000, 65536, 12345678, INT32_MAX};  // table ends and both exponent parities
         auto out = in;
         ASSERT_EQ(zinsInvSqrt_32s_I(out.data(), len), zinStsNoErr);
         for (int i = 0; i < len; ++i) ASSERT_EQ(out[i], ref(in[i])) << in[i];

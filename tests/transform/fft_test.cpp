@@ -170,25 +170,15 @@ TEST(FftInit, StatusesInOrder) {
     EXPECT_EQ(ys[0], 7);
 }
 
-TEST(FftInit, DescriptorFieldsAndAlignment) {
+// The descriptor and its tables align themselves from any caller address
+// (the scale fields show in the accuracy tests, the sizes in ExactBytesByOrder).
+TEST(FftInit, AlignsFromAnyAddress) {
     for (int offset : {0, 1, 13, 63}) {
         Real r(8, 4, offset);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(r.spec) % 64, 0u);
-        EXPECT_EQ(r.spec->order, 8);
-        EXPECT_EQ(r.spec->scaleForward, 1);
-        EXPECT_EQ(r.spec->scaleInverse, 1);
-        EXPECT_EQ(r.spec->scale, static_cast<float>(1.0 / std::sqrt(256.0)));
-        EXPECT_EQ(r.spec->bufSize, 1088);
-        for (const void* t : {static_cast<const void*>(r.spec->twiddle), static_cast<const void*>(r.spec->recombFwd),
-                              static_cast<const void*>(r.spec->recombInv)})
+        for (const void* t : {static_cast<const void*>(r.spec), static_cast<const void*>(r.spec->twiddle),
+                              static_cast<const void*>(r.spec->recombFwd), static_cast<const void*>(r.spec->recombInv)})
             EXPECT_EQ(reinterpret_cast<std::uintptr_t>(t) % 64, 0u);
     }
-    Real one(12, 1), two(12, 2);
-    EXPECT_EQ(one.spec->scaleForward, 1);
-    EXPECT_EQ(one.spec->scaleInverse, 0);
-    EXPECT_EQ(two.spec->scaleForward, 0);
-    EXPECT_EQ(two.spec->scaleInverse, 1);
-    EXPECT_EQ(two.spec->scale, 1.0f / 4096);
 }
 
 TEST(FftTransform, StatusesInOrderAndNothingWritten) {
@@ -216,7 +206,6 @@ TEST(FftAccuracy, AgainstFftwDoubleEveryOrderEveryFlag) {
         std::vector<float> spec_in = random_floats(n + 2);
         spec_in[1] = 0;
         spec_in[n + 1] = 0;
-        if (n == 1) spec_in[1] = 0;
         const auto ref_inv = ref_inverse(spec_in, n);
         for (int flag : kFlags) {
             Real r(order, flag);
@@ -276,22 +265,6 @@ TEST(FftTransform, ConcurrentUseOfOneDescriptor) {
         });
     for (auto& t : threads) t.join();
     for (const auto& o : out) EXPECT_EQ(o, ref);
-}
-
-// Forward then inverse: flag 2, 1 and 4 give the input back, flag 8 gives N times it.
-TEST(FftAccuracy, RoundTripByFlag) {
-    for (int order = 0; order <= 16; ++order) {
-        const int n = 1 << order;
-        const auto x = random_floats(n);
-        const std::vector<double> xd(x.begin(), x.end());
-        for (int flag : kFlags) {
-            Real r(order, flag);
-            std::vector<float> y(n + 2), z(n);
-            ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), r.spec, r.buf.data()), zinStsNoErr);
-            ASSERT_EQ(FftInv_CCSToR_32f(y.data(), z.data(), r.spec, r.buf.data()), zinStsNoErr);
-            EXPECT_LE(rel_error(z.data(), xd, flag == 8 ? n : 1.0), 2 * bound(order)) << order << " " << flag;
-        }
-    }
 }
 
 TEST(FftAccuracy, ZeroInputGivesExactZeros) {
