@@ -14,14 +14,14 @@ using namespace zin;
 
 struct Engine {
     std::vector<Zin8u> mem, init, buf;
-    FftSpec_R_32f* spec = nullptr;
+    FftSpec_R_32f* desc = nullptr;
     explicit Engine(int order, int flag = 8) {
         int s = 0, i = 0, b = 0;
         FftGetSize_R_32f(order, flag, 0, &s, &i, &b);
         mem.resize(s);
         init.resize(i + 1);
         buf.resize(b + 1);
-        FftInit_R_32f(&spec, order, flag, 0, mem.data(), init.data());
+        FftInit_R_32f(&desc, order, flag, 0, mem.data(), init.data());
     }
 };
 
@@ -41,7 +41,7 @@ void BM_FftFwd_R_32f(benchmark::State& state) {
     float* x = fftw_vector(n);
     float* y = fftw_vector(n + 2);
     for (auto _ : state) {
-        FftFwd_RToCCS_32f(x, y, e.spec, e.buf.data());
+        FftFwd_RToCCS_32f(x, y, e.desc, e.buf.data());
         benchmark::DoNotOptimize(y);
         benchmark::ClobberMemory();
     }
@@ -73,7 +73,7 @@ void BM_FftInv_R_32f(benchmark::State& state) {
     float* x = fftw_vector(n + 2);
     float* y = fftw_vector(n);
     for (auto _ : state) {
-        FftInv_CCSToR_32f(x, y, e.spec, e.buf.data());
+        FftInv_CCSToR_32f(x, y, e.desc, e.buf.data());
         benchmark::DoNotOptimize(y);
         benchmark::ClobberMemory();
     }

@@ -531,16 +531,16 @@ void split_pass(const float* x, float* y, i64 n, i64 blocks, const float* split,
 // Complex transform of H points in the staged form; src may equal dst. dst
 // is used as working space and the result, in natural order, lands in buf.
 template <bool Inv>
-void cfft_staged(const float* src, float* dst, float* buf, const FftSpec_R_32f* spec) {
-    const int m = spec->order - 1, so = spec->stageOrder, levels = m - so;
+void cfft_staged(const float* src, float* dst, float* buf, const FftSpec_R_32f* desc) {
+    const int m = desc->order - 1, so = desc->stageOrder, levels = m - so;
     const i64 h = i64{1} << m, hs = i64{1} << so;
     const float* in = src;
     for (int l = 0; l < levels; ++l) {
-        split_pass<Inv>(in, dst, h >> l, i64{1} << l, spec->splitTwiddle, i64{1} << l);
+        split_pass<Inv>(in, dst, h >> l, i64{1} << l, desc->splitTwiddle, i64{1} << l);
         in = dst;
     }
     const i64 blocks = i64{1} << levels;
-    for (i64 b = 0; b < blocks; ++b) cfft<Inv>(dst + 2 * b * hs, dst + 2 * b * hs, buf, hs, spec->twiddle);
+    for (i64 b = 0; b < blocks; ++b) cfft<Inv>(dst + 2 * b * hs, dst + 2 * b * hs, buf, hs, desc->twiddle);
     // Block b holds the outputs blocks k + r, with r the bit reversal of b.
     for (i64 b = 0; b < blocks; ++b) {
         i64 r = 0;
@@ -552,7 +552,7 @@ void cfft_staged(const float* src, float* dst, float* buf, const FftSpec_R_32f* 
 
 // ---- sizes -----------------------------------------------------------------------------
 struct Sizes {
-    i64 spec, init, buf;
+    i64 desc, init, buf;
 };
 
 Sizes sizes_for(int order, int so) {
@@ -560,19 +560,19 @@ Sizes sizes_for(int order, int so) {
     Sizes z{208, 0, 0};
     if (order <= 4) return z;
     if (order <= 7) {
-        z.spec = 2 * roundup64(n / 4 * 8) + 256;
+        z.desc = 2 * roundup64(n / 4 * 8) + 256;
     } else if (order <= 19) {
-        z.spec = roundup64(8 * h + 8) + roundup64(h + 4) + 2 * roundup64(n / 4 * 8) + 256;
+        z.desc = roundup64(8 * h + 8) + roundup64(h + 4) + 2 * roundup64(n / 4 * 8) + 256;
         z.buf = roundup64(8 * h) + 64;
     } else {
-        z.spec = roundup64(8 * (i64{1} << so) + 8) + roundup64(4 * h) + 2 * roundup64(n / 4 * 8) + 256;
+        z.desc = roundup64(8 * (i64{1} << so) + 8) + roundup64(4 * h) + 2 * roundup64(n / 4 * 8) + 256;
         z.buf = roundup64(8 * h) + 64;
     }
     if (order >= 11) z.init = roundup64(n + 4) + 64;
     return z;
 }
 
-bool fits32(const Sizes& z) { return z.spec <= INT32_MAX && z.init <= INT32_MAX && z.buf <= INT32_MAX; }
+bool fits32(const Sizes& z) { return z.desc <= INT32_MAX && z.init <= INT32_MAX && z.buf <= INT32_MAX; }
 
 // ---- the transforms ------------------------------------------------------------------------
 template <bool Inv, bool Ccs>
@@ -652,7 +652,7 @@ ZinStatus FftGetSize_R_32f(int order, int flag, int hint, int* pSpecSize, int* p
     const Sizes z = sizes_for(order, order > 19 ? stage_order() : 0);
     // Orders whose sizes 32 bits cannot state are refused as well (28, 29).
     if (!fits32(z)) return zinStsFftOrderErr;
-    *pSpecSize = static_cast<int>(z.spec);
+    *pSpecSize = static_cast<int>(z.desc);
     *pInitSize = static_cast<int>(z.init);
     *pBufSize = static_cast<int>(z.buf);
     return zinStsNoErr;
@@ -663,24 +663,24 @@ ZinStatus FftInit_R_32f(FftSpec_R_32f** ppSpec, int order, int flag, int hint, Z
     if (order >= 30 || order < 0) return zinStsFftOrderErr;
     if (!pMem) return zinStsNullPtrErr;
     if (order >= 11 && !pInitBuf) return zinStsNullPtrErr;
-    auto* spec = align64<FftSpec_R_32f>(pMem);
-    std::memset(static_cast<void*>(spec), 0, sizeof *spec);
-    *ppSpec = spec;
+    auto* desc = align64<FftSpec_R_32f>(pMem);
+    std::memset(static_cast<void*>(desc), 0, sizeof *desc);
+    *ppSpec = desc;
     if (!flag_ok(flag)) return zinStsFftFlagErr;
     const int so = order > 19 ? stage_order() : 0;
     const Sizes z = sizes_for(order, so);
     if (!fits32(z)) return zinStsFftOrderErr;  // orders 28 and 29, as in the size query
 
     const i64 n = i64{1} << order, h = n / 2;
-    spec->order = order;
-    spec->scaleForward = (flag == 1 || flag == 4) ? 1 : 0;
-    spec->scaleInverse = (flag == 2 || flag == 4) ? 1 : 0;
-    spec->scale = flag == 4 ? static_cast<float>(1.0 / std::sqrt(static_cast<double>(n)))
+    desc->order = order;
+    desc->scaleForward = (flag == 1 || flag == 4) ? 1 : 0;
+    desc->scaleInverse = (flag == 2 || flag == 4) ? 1 : 0;
+    desc->scale = flag == 4 ? static_cast<float>(1.0 / std::sqrt(static_cast<double>(n)))
                   : flag == 8 ? 1.0f
                               : static_cast<float>(1.0 / static_cast<double>(n));
-    spec->owner = hint;
-    spec->bufSize = static_cast<Zin32s>(z.buf);
-    spec->stageOrder = so;
+    desc->owner = hint;
+    desc->bufSize = static_cast<Zin32s>(z.buf);
+    desc->stageOrder = so;
 
     // The sine table: the static one of order 10, or one of the exact order
     // computed into the init block.
@@ -691,7 +691,7 @@ ZinStatus FftInit_R_32f(FftSpec_R_32f** ppSpec, int order, int flag, int hint, Z
         sine = SineTable{s, n / 4};
     }
 
-    auto* base = reinterpret_cast<unsigned char*>(spec);
+    auto* base = reinterpret_cast<unsigned char*>(desc);
     i64 off = 192;
     auto take = [&](i64 bytes) {
         float* p = reinterpret_cast<float*>(base + off);
@@ -701,13 +701,13 @@ ZinStatus FftInit_R_32f(FftSpec_R_32f** ppSpec, int order, int flag, int hint, Z
     if (order >= 8 && order <= 19) {
         float* tw = take(8 * h + 8);
         build_stockham(tw, h, sine.s, sine.quarter);
-        spec->twiddle = tw;
-        spec->bitRev = reinterpret_cast<const Zin32s*>(take(h + 4));
+        desc->twiddle = tw;
+        desc->bitRev = reinterpret_cast<const Zin32s*>(take(h + 4));
     } else if (order >= 20) {
         const i64 hs = i64{1} << so;
         float* tw = take(8 * hs + 8);
         build_stockham(tw, hs, sine.s, sine.quarter);
-        spec->twiddle = tw;
+        desc->twiddle = tw;
         float* split = take(4 * h);
         const i64 stride = 4 * sine.quarter / h;
         for (i64 k = 0; k < h / 2; ++k) {
@@ -716,16 +716,16 @@ ZinStatus FftInit_R_32f(FftSpec_R_32f** ppSpec, int order, int flag, int hint, Z
             split[2 * k] = c;
             split[2 * k + 1] = -sn;
         }
-        spec->splitTwiddle = split;
+        desc->splitTwiddle = split;
     }
     if (order >= 5) {
         float* fwd = take(n / 4 * 8);
         float* inv = take(n / 4 * 8);
         build_recombination(fwd, inv, n, sine);
-        spec->recombFwd = fwd;
-        spec->recombInv = inv;
+        desc->recombFwd = fwd;
+        desc->recombInv = inv;
     }
-    spec->idCtx = kFftIdCtx;
+    desc->idCtx = kFftIdCtx;
     return zinStsNoErr;
 }
 

@@ -62,11 +62,11 @@ ZinStatus FftGetSize_32s(int order, int flag, int hint, int* pSpecSize, int* pIn
     if (order > 30 || order < 0) return zinStsFftOrderErr;
     if (!pSpecSize || !pInitSize || !pBufSize) return zinStsNullPtrErr;
     if (flag != 1 && flag != 2 && flag != 4 && flag != 8) return zinStsFftFlagErr;
-    int spec = 0, init = 0, buf = 0;
-    const ZinStatus st = FftGetSize_R_32f(order, flag, hint, &spec, &init, &buf);
+    int desc = 0, init = 0, buf = 0;
+    const ZinStatus st = FftGetSize_R_32f(order, flag, hint, &desc, &init, &buf);
     if (st != zinStsNoErr) return st;
     const i64 n = i64{1} << order;
-    const i64 wspec = i64{spec} + 128, winit = init ? i64{init} + 64 : 0, wbuf = i64{buf} + 4 * n + 8 + 64;
+    const i64 wspec = i64{desc} + 128, winit = init ? i64{init} + 64 : 0, wbuf = i64{buf} + 4 * n + 8 + 64;
     if (wspec > INT32_MAX || winit > INT32_MAX || wbuf > INT32_MAX) return zinStsFftOrderErr;
     *pSpecSize = static_cast<int>(wspec);
     *pInitSize = static_cast<int>(winit);

@@ -23,14 +23,14 @@ constexpr int kFlags[] = {1, 2, 4, 8};
 // starts `offset` bytes into its vector.
 struct Real {
     std::vector<Zin8u> mem, init, buf;
-    FftSpec_R_32f* spec = nullptr;
+    FftSpec_R_32f* desc = nullptr;
     Real(int order, int flag, int offset = 0) {
         int s = 0, i = 0, b = 0;
         EXPECT_EQ(FftGetSize_R_32f(order, flag, 0, &s, &i, &b), zinStsNoErr);
         mem.resize(s + offset);
         init.resize(i);
         buf.resize(b);
-        EXPECT_EQ(FftInit_R_32f(&spec, order, flag, 0, mem.data() + offset, i ? init.data() : nullptr), zinStsNoErr);
+        EXPECT_EQ(FftInit_R_32f(&desc, order, flag, 0, mem.data() + offset, i ? init.data() : nullptr), zinStsNoErr);
     }
 };
 
@@ -97,7 +97,7 @@ double typical(int order) { return 3.0 * std::sqrt(order + 2.0) * std::ldexp(1.0
 
 TEST(FftSize, ExactBytesByOrder) {
     struct Row {
-        int order, spec, init, buf;
+        int order, desc, init, buf;
     } rows[] = {
         {0, 208, 0, 0},     {4, 208, 0, 0},      {5, 384, 0, 0},           {7, 768, 0, 0},
         {8, 2560, 0, 1088}, {10, 9088, 0, 4160}, {11, 17792, 2176, 8256}, {19, 4456832, 524416, 2097216},
@@ -105,12 +105,12 @@ TEST(FftSize, ExactBytesByOrder) {
     for (const Row& r : rows) {
         int s = -1, i = -1, b = -1;
         ASSERT_EQ(FftGetSize_R_32f(r.order, 8, 0, &s, &i, &b), zinStsNoErr) << r.order;
-        EXPECT_EQ(s, r.spec) << r.order;
+        EXPECT_EQ(s, r.desc) << r.order;
         EXPECT_EQ(i, r.init) << r.order;
         EXPECT_EQ(b, r.buf) << r.order;
         int ws = -1, wi = -1, wb = -1;
         ASSERT_EQ(FftGetSize_32s(r.order, 8, 0, &ws, &wi, &wb), zinStsNoErr);
-        EXPECT_EQ(ws, r.spec + 128);
+        EXPECT_EQ(ws, r.desc + 128);
         EXPECT_EQ(wi, r.init ? r.init + 64 : 0);
         EXPECT_EQ(wb, r.buf + 4 * (1 << r.order) + 8 + 64);
     }
@@ -143,18 +143,18 @@ TEST(FftSize, StatusesInOrder) {
 
 TEST(FftInit, StatusesInOrder) {
     std::vector<Zin8u> mem(16384, 0xEE);
-    FftSpec_R_32f* spec = nullptr;
+    FftSpec_R_32f* desc = nullptr;
     EXPECT_EQ(FftInit_R_32f(nullptr, 31, 3, 0, nullptr, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(FftInit_R_32f(&spec, 30, 3, 0, nullptr, nullptr), zinStsFftOrderErr);
-    EXPECT_EQ(FftInit_R_32f(&spec, 5, 3, 0, nullptr, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(FftInit_R_32f(&spec, 11, 3, 0, mem.data(), nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(FftInit_R_32f(&spec, 10, 8, 0, mem.data(), nullptr), zinStsNoErr);  // static table below 11
-    EXPECT_EQ(spec->idCtx, kFftIdCtx);
+    EXPECT_EQ(FftInit_R_32f(&desc, 30, 3, 0, nullptr, nullptr), zinStsFftOrderErr);
+    EXPECT_EQ(FftInit_R_32f(&desc, 5, 3, 0, nullptr, nullptr), zinStsNullPtrErr);
+    EXPECT_EQ(FftInit_R_32f(&desc, 11, 3, 0, mem.data(), nullptr), zinStsNullPtrErr);
+    EXPECT_EQ(FftInit_R_32f(&desc, 10, 8, 0, mem.data(), nullptr), zinStsNoErr);  // static table below 11
+    EXPECT_EQ(desc->idCtx, kFftIdCtx);
     // A refused flag leaves the identity word 0: a transform then refuses the context.
-    EXPECT_EQ(FftInit_R_32f(&spec, 5, 3, 0, mem.data(), nullptr), zinStsFftFlagErr);
-    EXPECT_EQ(spec->idCtx, 0);
+    EXPECT_EQ(FftInit_R_32f(&desc, 5, 3, 0, mem.data(), nullptr), zinStsFftFlagErr);
+    EXPECT_EQ(desc->idCtx, 0);
     std::vector<float> x(64, 1.0f), y(66, 7.0f);
-    EXPECT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), spec, nullptr), zinStsContextMatchErr);
+    EXPECT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), desc, nullptr), zinStsContextMatchErr);
     EXPECT_EQ(y[0], 7.0f);
 
     FftSpec_32s* w = nullptr;
@@ -175,8 +175,8 @@ TEST(FftInit, StatusesInOrder) {
 TEST(FftInit, AlignsFromAnyAddress) {
     for (int offset : {0, 1, 13, 63}) {
         Real r(8, 4, offset);
-        for (const void* t : {static_cast<const void*>(r.spec), static_cast<const void*>(r.spec->twiddle),
-                              static_cast<const void*>(r.spec->recombFwd), static_cast<const void*>(r.spec->recombInv)})
+        for (const void* t : {static_cast<const void*>(r.desc), static_cast<const void*>(r.desc->twiddle),
+                              static_cast<const void*>(r.desc->recombFwd), static_cast<const void*>(r.desc->recombInv)})
             EXPECT_EQ(reinterpret_cast<std::uintptr_t>(t) % 64, 0u);
     }
 }
@@ -184,13 +184,13 @@ TEST(FftInit, AlignsFromAnyAddress) {
 TEST(FftTransform, StatusesInOrderAndNothingWritten) {
     Real r(9, 8);
     std::vector<float> x(512, 1.0f), y(514, 7.0f);
-    FftSpec_R_32f bad = *r.spec;
+    FftSpec_R_32f bad = *r.desc;
     bad.idCtx = 5;
     for (auto fn : {FftFwd_RToCCS_32f, FftInv_CCSToR_32f, FftFwd_RToPerm_32f, FftInv_PermToR_32f}) {
         EXPECT_EQ(fn(nullptr, nullptr, nullptr, nullptr), zinStsNullPtrErr);
         EXPECT_EQ(fn(nullptr, nullptr, &bad, nullptr), zinStsContextMatchErr);  // identity before data
-        EXPECT_EQ(fn(nullptr, y.data(), r.spec, nullptr), zinStsNullPtrErr);
-        EXPECT_EQ(fn(x.data(), nullptr, r.spec, nullptr), zinStsNullPtrErr);
+        EXPECT_EQ(fn(nullptr, y.data(), r.desc, nullptr), zinStsNullPtrErr);
+        EXPECT_EQ(fn(x.data(), nullptr, r.desc, nullptr), zinStsNullPtrErr);
     }
     for (float v : y) ASSERT_EQ(v, 7.0f);
 }
@@ -210,26 +210,26 @@ TEST(FftAccuracy, AgainstFftwDoubleEveryOrderEveryFlag) {
         for (int flag : kFlags) {
             Real r(order, flag);
             std::vector<float> y(ccs_len(n), 9.0f), p(n, 9.0f), t(n, 9.0f), tp(n, 9.0f);
-            ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), r.spec, r.buf.data()), zinStsNoErr);
+            ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), r.desc, r.buf.data()), zinStsNoErr);
             const double ef = rel_error(y.data(), ref, dir_scale(flag, n, false));
             EXPECT_LE(ef, bound(order)) << order << " " << flag;
             EXPECT_LE(ef, typical(order)) << order << " " << flag;
             EXPECT_EQ(y[1], 0.0f);
             EXPECT_EQ(y[ccs_len(n) - 1], 0.0f);
             // Perm is CCS with Re X[N/2] at index 1, bit for bit.
-            ASSERT_EQ(FftFwd_RToPerm_32f(x.data(), p.data(), r.spec, r.buf.data()), zinStsNoErr);
+            ASSERT_EQ(FftFwd_RToPerm_32f(x.data(), p.data(), r.desc, r.buf.data()), zinStsNoErr);
             EXPECT_EQ(p[0], y[0]);
             if (n > 1) {
                 EXPECT_EQ(p[1], y[n]);
                 EXPECT_EQ(std::memcmp(p.data() + 2, y.data() + 2, (n - 2) * sizeof(float)), 0);
             }
-            ASSERT_EQ(FftInv_CCSToR_32f(spec_in.data(), t.data(), r.spec, r.buf.data()), zinStsNoErr);
+            ASSERT_EQ(FftInv_CCSToR_32f(spec_in.data(), t.data(), r.desc, r.buf.data()), zinStsNoErr);
             const double ei = rel_error(t.data(), ref_inv, dir_scale(flag, n, true));
             EXPECT_LE(ei, bound(order)) << order << " " << flag;
             EXPECT_LE(ei, typical(order)) << order << " " << flag;
             std::vector<float> perm_in(spec_in.begin(), spec_in.begin() + n);
             if (n > 1) perm_in[1] = spec_in[n];
-            ASSERT_EQ(FftInv_PermToR_32f(perm_in.data(), tp.data(), r.spec, r.buf.data()), zinStsNoErr);
+            ASSERT_EQ(FftInv_PermToR_32f(perm_in.data(), tp.data(), r.desc, r.buf.data()), zinStsNoErr);
             EXPECT_EQ(tp, t);
         }
     }
@@ -244,9 +244,9 @@ TEST(FftAccuracy, StagedFormAgainstFftw) {
         const auto ref = ref_forward(x);
         Real r(order, 2);
         std::vector<float> y(n + 2), z(n);
-        ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), r.spec, r.buf.data()), zinStsNoErr);
+        ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), r.desc, r.buf.data()), zinStsNoErr);
         EXPECT_LE(rel_error(y.data(), ref, 1.0), typical(order)) << order;
-        ASSERT_EQ(FftInv_CCSToR_32f(y.data(), z.data(), r.spec, r.buf.data()), zinStsNoErr);
+        ASSERT_EQ(FftInv_CCSToR_32f(y.data(), z.data(), r.desc, r.buf.data()), zinStsNoErr);
         EXPECT_LE(rel_error(z.data(), std::vector<double>(x.begin(), x.end()), 1.0), 2 * bound(order)) << order;
     }
 }
@@ -256,12 +256,12 @@ TEST(FftTransform, ConcurrentUseOfOneDescriptor) {
     Real r(12, 1);
     const auto x = random_floats(4096);
     std::vector<float> ref(4098);
-    ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), ref.data(), r.spec, nullptr), zinStsNoErr);
+    ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), ref.data(), r.desc, nullptr), zinStsNoErr);
     std::vector<std::vector<float>> out(4, std::vector<float>(4098));
     std::vector<std::thread> threads;
     for (auto& o : out)
         threads.emplace_back([&] {
-            for (int i = 0; i < 50; ++i) FftFwd_RToCCS_32f(x.data(), o.data(), r.spec, nullptr);
+            for (int i = 0; i < 50; ++i) FftFwd_RToCCS_32f(x.data(), o.data(), r.desc, nullptr);
         });
     for (auto& t : threads) t.join();
     for (const auto& o : out) EXPECT_EQ(o, ref);
@@ -272,9 +272,9 @@ TEST(FftAccuracy, ZeroInputGivesExactZeros) {
         const int n = 1 << order;
         Real r(order, 4);
         std::vector<float> x(n + 2, 0.0f), y(ccs_len(n), 5.0f), z(n, 5.0f);
-        ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), r.spec, nullptr), zinStsNoErr);
+        ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), y.data(), r.desc, nullptr), zinStsNoErr);
         for (float v : y) ASSERT_EQ(v, 0.0f) << order;
-        ASSERT_EQ(FftInv_CCSToR_32f(x.data(), z.data(), r.spec, nullptr), zinStsNoErr);
+        ASSERT_EQ(FftInv_CCSToR_32f(x.data(), z.data(), r.desc, nullptr), zinStsNoErr);
         for (float v : z) ASSERT_EQ(v, 0.0f) << order;
     }
 }
@@ -289,25 +289,25 @@ TEST(FftTransform, PlacementDoesNotChangeResults) {
         Real r(order, 1, 5);
         const auto x = random_floats(n);
         std::vector<float> ref(ccs_len(n)), refi(n);
-        ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), ref.data(), r.spec, r.buf.data()), zinStsNoErr);
-        ASSERT_EQ(FftInv_CCSToR_32f(ref.data(), refi.data(), r.spec, r.buf.data()), zinStsNoErr);
+        ASSERT_EQ(FftFwd_RToCCS_32f(x.data(), ref.data(), r.desc, r.buf.data()), zinStsNoErr);
+        ASSERT_EQ(FftInv_CCSToR_32f(ref.data(), refi.data(), r.desc, r.buf.data()), zinStsNoErr);
         for (std::size_t off : {1u, 3u}) {
             zt::Misaligned<float> a(ccs_len(n), off), b(ccs_len(n), off + 1);
             std::memcpy(a.data(), x.data(), n * sizeof(float));
             Zin8u* wb = r.buf.empty() ? nullptr : r.buf.data();
-            ASSERT_EQ(FftFwd_RToCCS_32f(a.data(), b.data(), r.spec, order > 8 ? nullptr : wb), zinStsNoErr);
+            ASSERT_EQ(FftFwd_RToCCS_32f(a.data(), b.data(), r.desc, order > 8 ? nullptr : wb), zinStsNoErr);
             EXPECT_EQ(b.vec(), ref) << order;
-            ASSERT_EQ(FftFwd_RToCCS_32f(a.data(), a.data(), r.spec, wb), zinStsNoErr);  // in place
+            ASSERT_EQ(FftFwd_RToCCS_32f(a.data(), a.data(), r.desc, wb), zinStsNoErr);  // in place
             EXPECT_EQ(a.vec(), ref) << order;
-            ASSERT_EQ(FftInv_CCSToR_32f(a.data(), a.data(), r.spec, nullptr), zinStsNoErr);
+            ASSERT_EQ(FftInv_CCSToR_32f(a.data(), a.data(), r.desc, nullptr), zinStsNoErr);
             EXPECT_EQ(std::memcmp(a.data(), refi.data(), n * sizeof(float)), 0) << order;
             EXPECT_TRUE(a.guards_intact());
             EXPECT_TRUE(b.guards_intact());
             zt::Misaligned<float> c(n, off);
             std::memcpy(c.data(), x.data(), n * sizeof(float));
-            ASSERT_EQ(FftFwd_RToPerm_32f(c.data(), c.data(), r.spec, wb), zinStsNoErr);
+            ASSERT_EQ(FftFwd_RToPerm_32f(c.data(), c.data(), r.desc, wb), zinStsNoErr);
             EXPECT_TRUE(c.guards_intact()) << order;
-            ASSERT_EQ(FftInv_PermToR_32f(c.data(), c.data(), r.spec, wb), zinStsNoErr);
+            ASSERT_EQ(FftInv_PermToR_32f(c.data(), c.data(), r.desc, wb), zinStsNoErr);
             EXPECT_TRUE(c.guards_intact()) << order;
         }
     }
@@ -317,14 +317,14 @@ TEST(FftTransform, PlacementDoesNotChangeResults) {
 
 struct Wrap {
     std::vector<Zin8u> mem, init, buf;
-    FftSpec_32s* spec = nullptr;
+    FftSpec_32s* desc = nullptr;
     Wrap(int order, int flag) {
         int s = 0, i = 0, b = 0;
         EXPECT_EQ(FftGetSize_32s(order, flag, 0, &s, &i, &b), zinStsNoErr);
         mem.resize(s + 3);
         init.resize(i);
         buf.resize(b);
-        EXPECT_EQ(FftInit_32s(&spec, order, flag, 0, mem.data() + 3, i ? init.data() : nullptr), zinStsNoErr);
+        EXPECT_EQ(FftInit_32s(&desc, order, flag, 0, mem.data() + 3, i ? init.data() : nullptr), zinStsNoErr);
     }
 };
 
@@ -332,19 +332,19 @@ TEST(Fft16s, StatusesInOrder) {
     Wrap w(6, 8);
     std::vector<Zin16s> x(64, 1);
     std::vector<Zin32s> y(66, 7);
-    FftSpec_32s bad = *w.spec;
+    FftSpec_32s bad = *w.desc;
     bad.magic = 0x434D414E;
     EXPECT_EQ(FftFwd_16s32sc_Sfs(nullptr, nullptr, nullptr, 0, nullptr), zinStsNullPtrErr);
     EXPECT_EQ(FftFwd_16s32sc_Sfs(nullptr, nullptr, &bad, 0, nullptr), zinStsContextMatchErr);
-    EXPECT_EQ(FftFwd_16s32sc_Sfs(x.data(), nullptr, w.spec, 0, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(FftFwd_16s32sc_Sfs(nullptr, y.data(), w.spec, 0, nullptr), zinStsNullPtrErr);
+    EXPECT_EQ(FftFwd_16s32sc_Sfs(x.data(), nullptr, w.desc, 0, nullptr), zinStsNullPtrErr);
+    EXPECT_EQ(FftFwd_16s32sc_Sfs(nullptr, y.data(), w.desc, 0, nullptr), zinStsNullPtrErr);
     EXPECT_EQ(FftInv_32sc16s_Sfs(nullptr, nullptr, nullptr, 0, nullptr), zinStsNullPtrErr);
     EXPECT_EQ(FftInv_32sc16s_Sfs(nullptr, nullptr, &bad, 0, nullptr), zinStsContextMatchErr);
-    EXPECT_EQ(FftInv_32sc16s_Sfs(y.data(), nullptr, w.spec, 0, nullptr), zinStsNullPtrErr);
+    EXPECT_EQ(FftInv_32sc16s_Sfs(y.data(), nullptr, w.desc, 0, nullptr), zinStsNullPtrErr);
     for (Zin32s v : y) ASSERT_EQ(v, 7);
-    EXPECT_EQ(w.spec->magic, kFftMagic32s);
-    EXPECT_EQ(w.spec->allocated, 0);
-    EXPECT_EQ(w.spec->bufSize, w.spec->inner->bufSize + 4 * 64 + 8);
+    EXPECT_EQ(w.desc->magic, kFftMagic32s);
+    EXPECT_EQ(w.desc->allocated, 0);
+    EXPECT_EQ(w.desc->bufSize, w.desc->inner->bufSize + 4 * 64 + 8);
 }
 
 // The wrapper is the float transform of the samples, each value rounded
@@ -358,10 +358,10 @@ TEST(Fft16s, EqualsRoundedFloatTransform) {
             const auto xs = zt::random16(n);
             const int m = ccs_len(n);
             std::vector<float> xf(xs.begin(), xs.end()), yf(m);
-            ASSERT_EQ(FftFwd_RToCCS_32f(xf.data(), yf.data(), r.spec, r.buf.data()), zinStsNoErr);
+            ASSERT_EQ(FftFwd_RToCCS_32f(xf.data(), yf.data(), r.desc, r.buf.data()), zinStsNoErr);
             for (int sf : {-3, 0, 4, 12}) {
                 std::vector<Zin32s> y(m, 7);
-                ASSERT_EQ(FftFwd_16s32sc_Sfs(xs.data(), y.data(), w.spec, sf, order & 1 ? nullptr : w.buf.data()),
+                ASSERT_EQ(FftFwd_16s32sc_Sfs(xs.data(), y.data(), w.desc, sf, order & 1 ? nullptr : w.buf.data()),
                           zinStsNoErr);
                 for (int i = 0; i < m; ++i) {
                     const double v = std::nearbyint(std::ldexp(static_cast<double>(yf[i]), -sf));
@@ -375,11 +375,11 @@ TEST(Fft16s, EqualsRoundedFloatTransform) {
             std::vector<float> spf(sp.begin(), sp.end()), tf(n);
             spf[n + 1] = 0;
             if (n > 1) spf[1] = 123;  // ignored by the float inverse as by the wrapper
-            ASSERT_EQ(FftInv_CCSToR_32f(spf.data(), tf.data(), r.spec, r.buf.data()), zinStsNoErr);
+            ASSERT_EQ(FftInv_CCSToR_32f(spf.data(), tf.data(), r.desc, r.buf.data()), zinStsNoErr);
             sp[n + 1] = 99999;  // never read
             for (int sf : {-2, 0, 3}) {
                 std::vector<Zin16s> t(n, 7);
-                ASSERT_EQ(FftInv_32sc16s_Sfs(sp.data(), t.data(), w.spec, sf, w.buf.data()), zinStsNoErr);
+                ASSERT_EQ(FftInv_32sc16s_Sfs(sp.data(), t.data(), w.desc, sf, w.buf.data()), zinStsNoErr);
                 for (int i = 0; i < n; ++i) {
                     const double v = std::nearbyint(std::ldexp(static_cast<double>(tf[i]), -sf));
                     ASSERT_EQ(t[i], static_cast<Zin16s>(std::fmin(std::fmax(v, -32768.0), 32767.0)))
@@ -403,7 +403,7 @@ TEST(Fft16s, RoundingTiesToEvenAndSaturation) {
                {32767, -17, INT32_MAX}, {-32768, -16, INT32_MIN}, {-32768, -17, INT32_MIN}, {1, 1000, 0}, {1, -1000, INT32_MAX}};
     for (const auto& c : fwd) {
         x[0] = c.a;
-        ASSERT_EQ(FftFwd_16s32sc_Sfs(x.data(), y.data(), w.spec, c.sf, nullptr), zinStsNoErr);
+        ASSERT_EQ(FftFwd_16s32sc_Sfs(x.data(), y.data(), w.desc, c.sf, nullptr), zinStsNoErr);
         for (int k = 0; k <= 32; ++k) ASSERT_EQ(y[2 * k], c.expect) << c.a << " " << c.sf << " " << k;
         for (int k = 0; k <= 32; ++k) ASSERT_EQ(y[2 * k + 1], 0);
     }
@@ -411,7 +411,7 @@ TEST(Fft16s, RoundingTiesToEvenAndSaturation) {
     Wrap big(17, 8);
     std::vector<Zin16s> c(1 << 17, 32767);
     std::vector<Zin32s> yc((1 << 17) + 2);
-    ASSERT_EQ(FftFwd_16s32sc_Sfs(c.data(), yc.data(), big.spec, 0, nullptr), zinStsNoErr);
+    ASSERT_EQ(FftFwd_16s32sc_Sfs(c.data(), yc.data(), big.desc, 0, nullptr), zinStsNoErr);
     EXPECT_EQ(yc[0], INT32_MAX);
     EXPECT_EQ(yc[2], 0);
     // Inverse: X[0] = a alone gives a everywhere (flag 8).
@@ -424,7 +424,7 @@ TEST(Fft16s, RoundingTiesToEvenAndSaturation) {
         std::vector<Zin32s> s(66, 0);
         s[0] = c2.a;
         std::vector<Zin16s> t(64);
-        ASSERT_EQ(FftInv_32sc16s_Sfs(s.data(), t.data(), w.spec, c2.sf, nullptr), zinStsNoErr);
+        ASSERT_EQ(FftInv_32sc16s_Sfs(s.data(), t.data(), w.desc, c2.sf, nullptr), zinStsNoErr);
         for (Zin16s v : t) ASSERT_EQ(v, c2.expect) << c2.a << " " << c2.sf;
     }
 }
