@@ -3,7 +3,6 @@
 // own time is the library's; the counters give both in samples per second
 // and their ratio (library speed over spandsp speed).
 #include <benchmark/benchmark.h>
-#include <sndfile.h>
 #include <spandsp.h>
 
 #include <chrono>
@@ -11,23 +10,15 @@
 
 #include "zinsc.h"
 
+#include "wav.h"
+
 namespace {
 
 constexpr int kBitRates[] = {16000, 24000, 32000, 40000};
 constexpr ZinSpeechBitrate kRateCode[] = {zinSpchBr16000, zinSpchBr24000, zinSpchBr32000, zinSpchBr40000};
 
 const std::vector<int16_t>& speech() {
-    static const std::vector<int16_t> pcm = [] {
-        std::vector<int16_t> v;
-        SF_INFO info{};
-        if (SNDFILE* f = sf_open(ZINSC_SOURCE_DIR "/data/speech-8k.wav", SFM_READ, &info)) {
-            v.resize(static_cast<std::size_t>(info.frames));
-            v.resize(static_cast<std::size_t>(sf_read_short(f, v.data(), info.frames)));
-            sf_close(f);
-        }
-        if (v.empty()) v.assign(160000, 0);
-        return v;
-    }();
+    static const std::vector<int16_t> pcm = zc::read_speech(ZINSC_SOURCE_DIR "/data/speech-8k.wav");
     return pcm;
 }
 

@@ -14,32 +14,12 @@ extern "C" {
 #include <spandsp.h>
 
 #include "codec.h"
+#include "wav.h"
 
 namespace {
 
 std::vector<int16_t> speech() {
-    static std::vector<int16_t> pcm = [] {
-        std::vector<int16_t> out;
-        const std::string path = std::string(ZINSC_SOURCE_DIR) + "/data/speech-8k.wav";
-        FILE* f = std::fopen(path.c_str(), "rb");
-        if (!f) return out;
-        std::vector<unsigned char> b;
-        unsigned char tmp[4096];
-        std::size_t n;
-        while ((n = std::fread(tmp, 1, sizeof tmp, f)) > 0) b.insert(b.end(), tmp, tmp + n);
-        std::fclose(f);
-        for (std::size_t at = 12; at + 8 <= b.size();) {
-            const uint32_t size = b[at + 4] | b[at + 5] << 8 | b[at + 6] << 16 | uint32_t(b[at + 7]) << 24;
-            if (std::memcmp(&b[at], "data", 4) == 0) {
-                for (std::size_t i = at + 8; i + 1 < b.size() && i < at + 8 + size; i += 2)
-                    out.push_back(static_cast<int16_t>(b[i] | b[i + 1] << 8));
-                break;
-            }
-            at += 8 + size + (size & 1);
-        }
-        out.resize(out.size() / 160 * 160);
-        return out;
-    }();
+    static const std::vector<int16_t> pcm = zc::read_speech(std::string(ZINSC_SOURCE_DIR) + "/data/speech-8k.wav");
     return pcm;
 }
 

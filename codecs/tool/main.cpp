@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "codec.h"
+#include "wav.h"
 #include "zinsc.h"
 
 namespace {
@@ -111,22 +112,15 @@ Args parse(int argc, char** argv) {
 
 // Reads a mono WAV at the codec's rate as 16-bit samples.
 std::vector<int16_t> read_wav(const std::string& path, int rate) {
-    SF_INFO info{};
-    SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
-    if (!f) fail(1, "cannot open '" + path + "': " + sf_strerror(nullptr));
-    if (info.channels != 1) {
-        sf_close(f);
+    std::vector<int16_t> pcm;
+    zc::WavInfo info;
+    std::string error;
+    if (!zc::read_wav(path, pcm, info, error)) fail(1, "cannot open '" + path + "': " + error);
+    if (info.channels != 1)
         fail(1, "'" + path + "' has " + std::to_string(info.channels) + " channels; the codecs take mono");
-    }
-    if (info.samplerate != rate) {
-        sf_close(f);
-        fail(1, "'" + path + "' is sampled at " + std::to_string(info.samplerate) + " Hz; the codec needs " +
+    if (info.rate != rate)
+        fail(1, "'" + path + "' is sampled at " + std::to_string(info.rate) + " Hz; the codec needs " +
                     std::to_string(rate) + " Hz");
-    }
-    std::vector<int16_t> pcm(static_cast<std::size_t>(info.frames));
-    const sf_count_t got = sf_read_short(f, pcm.data(), info.frames);
-    sf_close(f);
-    pcm.resize(static_cast<std::size_t>(got < 0 ? 0 : got));
     return pcm;
 }
 

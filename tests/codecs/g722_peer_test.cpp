@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "codec.h"
+#include "wav.h"
 
 extern "C" {
 #include <spandsp/telephony.h>
@@ -18,33 +19,8 @@ extern "C" {
 
 namespace {
 
-// The 16-bit samples of a mono PCM WAV file.
-std::vector<int16_t> read_wav(const std::string& path) {
-    std::vector<int16_t> out;
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f) return out;
-    unsigned char hdr[12];
-    if (std::fread(hdr, 1, 12, f) == 12) {
-        unsigned char ch[8];
-        while (std::fread(ch, 1, 8, f) == 8) {
-            const uint32_t size = ch[4] | (ch[5] << 8) | (ch[6] << 16) | (uint32_t{ch[7]} << 24);
-            if (std::string(reinterpret_cast<char*>(ch), 4) != "data") {
-                std::fseek(f, static_cast<long>(size + (size & 1)), SEEK_CUR);
-                continue;
-            }
-            std::vector<unsigned char> b(size);
-            b.resize(std::fread(b.data(), 1, size, f));
-            for (std::size_t i = 0; i + 1 < b.size(); i += 2)
-                out.push_back(static_cast<int16_t>(b[i] | (b[i + 1] << 8)));
-            break;
-        }
-    }
-    std::fclose(f);
-    return out;
-}
-
 const std::vector<int16_t>& speech() {
-    static const std::vector<int16_t> s = read_wav(std::string(ZINSC_SOURCE_DIR) + "/data/speech-16k.wav");
+    static const std::vector<int16_t> s = zc::read_speech(std::string(ZINSC_SOURCE_DIR) + "/data/speech-16k.wav");
     return s;
 }
 

@@ -7,7 +7,6 @@
 // its A-law and mu-law interfaces take and give one G.711 octet per sample,
 // packed as bytes.
 #include <gtest/gtest.h>
-#include <sndfile.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +17,7 @@
 #include <spandsp.h>
 
 #include "codec.h"
+#include "wav.h"
 #include "zinsc.h"
 
 namespace {
@@ -26,16 +26,7 @@ constexpr int kBitRates[] = {16000, 24000, 32000, 40000};
 constexpr ZinSpeechBitrate kRateCode[] = {zinSpchBr16000, zinSpchBr24000, zinSpchBr32000, zinSpchBr40000};
 
 const std::vector<int16_t>& speech() {
-    static const std::vector<int16_t> pcm = [] {
-        std::vector<int16_t> v;
-        SF_INFO info{};
-        SNDFILE* f = sf_open(ZINSC_SOURCE_DIR "/data/speech-8k.wav", SFM_READ, &info);
-        if (!f) return v;
-        v.resize(static_cast<std::size_t>(info.frames));
-        v.resize(static_cast<std::size_t>(sf_read_short(f, v.data(), info.frames)));
-        sf_close(f);
-        return v;
-    }();
+    static const std::vector<int16_t> pcm = zc::read_speech(ZINSC_SOURCE_DIR "/data/speech-8k.wav");
     return pcm;
 }
 

@@ -18,6 +18,7 @@ void Gsm_Decoder(gsm, short* LARcr, short* Ncr, short* bcr, short* Mcr, short* x
 }
 
 #include "codec.h"
+#include "wav.h"
 #include "gsmfr.h"
 #include "test_util.h"
 #include "zinsc.h"
@@ -27,29 +28,6 @@ namespace {
 using zc::gsmfr::kFrameOctets;
 using zc::gsmfr::kFrameSamples;
 using zc::gsmfr::kPairOctets;
-
-// Mono 16-bit PCM of a RIFF WAVE file; empty when it cannot be read.
-std::vector<int16_t> read_wav(const std::string& path) {
-    std::vector<int16_t> out;
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f) return out;
-    std::vector<unsigned char> b;
-    unsigned char tmp[4096];
-    std::size_t n;
-    while ((n = std::fread(tmp, 1, sizeof tmp, f)) > 0) b.insert(b.end(), tmp, tmp + n);
-    std::fclose(f);
-    auto u32 = [&](std::size_t at) { return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | uint32_t(b[at + 3]) << 24; };
-    for (std::size_t at = 12; at + 8 <= b.size();) {
-        const uint32_t size = u32(at + 4);
-        if (std::memcmp(&b[at], "data", 4) == 0) {
-            for (std::size_t i = at + 8; i + 1 < b.size() && i < at + 8 + size; i += 2)
-                out.push_back(static_cast<int16_t>(b[i] | b[i + 1] << 8));
-            break;
-        }
-        at += 8 + size + (size & 1);
-    }
-    return out;
-}
 
 struct Signal {
     std::string name;
@@ -84,7 +62,7 @@ std::vector<Signal> stress_signals() {
 
 std::vector<Signal> all_signals() {
     std::vector<Signal> v;
-    auto speech = read_wav(std::string(ZINSC_SOURCE_DIR) + "/data/speech-8k.wav");
+    auto speech = zc::read_speech(std::string(ZINSC_SOURCE_DIR) + "/data/speech-8k.wav");
     EXPECT_GT(speech.size(), 8000u * 10) << "data/speech-8k.wav";
     v.push_back({"speech", speech});
     for (auto& s : stress_signals()) v.push_back(std::move(s));
