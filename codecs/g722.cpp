@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "bitpack.h"
 #include "codec.h"
 #include "zinsc.h"
 
@@ -37,7 +38,7 @@ int code_bits(int mode) { return mode == 1 ? 8 : (mode == 2 ? 7 : 6); }
 
 class G722Encoder final : public Encoder {
 public:
-    G722Encoder(int mode, Packing packing) : bits_(code_bits(mode)), packing_(packing) {}
+    G722Encoder(int mode, Packing packing) : bits_(code_bits(mode)), packer_(bits_, packing) {}
 
     void encode(const int16_t* pcm, std::size_t samples, std::vector<uint8_t>& out) override {
         if (samples == 0) return;
@@ -66,11 +67,7 @@ public:
             run(pair, 1, out);
             has_pending_ = false;
         }
-        if (fill_ > 0) {
-            out.push_back(static_cast<uint8_t>(packing_ == Packing::Rfc3551 ? acc_ : acc_ << (8 - fill_)));
-            acc_ = 0;
-            fill_ = 0;
-        }
+        packer_.flush(out);
     }
 
 private:
@@ -87,39 +84,20 @@ private:
         }
         for (int k = 0; k < pairs; ++k) {
             const unsigned octet = (static_cast<unsigned>(codes[2 * k + 1]) << 6) | static_cast<unsigned>(codes[2 * k]);
-            const unsigned code = octet >> (8 - bits_);
-            if (packing_ == Packing::Rfc3551) {
-                acc_ |= code << fill_;
-                fill_ += bits_;
-                if (fill_ >= 8) {
-                    out.push_back(static_cast<uint8_t>(acc_));
-                    acc_ >>= 8;
-                    fill_ -= 8;
-                }
-            } else {
-                acc_ = (acc_ << bits_) | code;
-                fill_ += bits_;
-                if (fill_ >= 8) {
-                    fill_ -= 8;
-                    out.push_back(static_cast<uint8_t>(acc_ >> fill_));
-                    acc_ &= (1u << fill_) - 1;
-                }
-            }
+            packer_.put(octet >> (8 - bits_), out);
         }
     }
 
     G722Core core_;
     int bits_;
-    Packing packing_;
+    CodePacker packer_;
     int16_t pending_ = 0;
     bool has_pending_ = false;
-    unsigned acc_ = 0;  // bits not yet emitted
-    int fill_ = 0;
 };
 
 class G722Decoder final : public Decoder {
 public:
-    G722Decoder(int mode, Packing packing) : mode_(mode), bits_(code_bits(mode)), packing_(packing) {}
+    G722Decoder(int mode, Packing packing) : mode_(mode), bits_(code_bits(mode)), unpacker_(bits_, packing) {}
 
     void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) override {
         Zin16s codes[2 * kBlockPairs];
@@ -140,26 +118,7 @@ public:
             }
             return;
         }
-        const unsigned mask = (1u << bits_) - 1;
-        for (std::size_t i = 0; i < bytes; ++i) {
-            if (packing_ == Packing::Rfc3551) {
-                acc_ |= static_cast<unsigned>(data[i]) << fill_;
-                fill_ += 8;
-                while (fill_ >= bits_) {
-                    put(codes, n, (acc_ & mask) << (8 - bits_), out);
-                    acc_ >>= bits_;
-                    fill_ -= bits_;
-                }
-            } else {
-                acc_ = (acc_ << 8) | data[i];
-                fill_ += 8;
-                while (fill_ >= bits_) {
-                    fill_ -= bits_;
-                    put(codes, n, ((acc_ >> fill_) & mask) << (8 - bits_), out);
-                    acc_ &= (1u << fill_) - 1;
-                }
-            }
-        }
+        unpacker_.get(data, bytes, [&](uint8_t code) { put(codes, n, unsigned{code} << (8 - bits_), out); });
         flush(codes, n, out);
     }
 
@@ -189,9 +148,7 @@ private:
     G722Core core_;
     int mode_;
     int bits_;
-    Packing packing_;
-    unsigned acc_ = 0;
-    int fill_ = 0;
+    CodeUnpacker unpacker_;
 };
 
 template <int kMode>

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "bitpack.h"
 #include "codec.h"
 #include "zinsc.h"
 
@@ -22,84 +23,6 @@ ZinSpeechBitrate rate_code(int bitRate) {
         default: return zinSpchBr40000;
     }
 }
-
-// Packs codes of `bits` bits into octets; RFC 3551 fills each octet from its
-// least significant bit, AAL2 from its most significant bit.
-class Packer {
-public:
-    Packer(int bits, Packing order) : bits_(bits), order_(order) {}
-    void put(const uint8_t* codes, int n, std::vector<uint8_t>& out) {
-        for (int i = 0; i < n; ++i) {
-            const uint32_t c = codes[i] & ((1u << bits_) - 1);
-            if (order_ == Packing::Rfc3551) {
-                acc_ |= c << fill_;
-                fill_ += bits_;
-                while (fill_ >= 8) {
-                    out.push_back(static_cast<uint8_t>(acc_));
-                    acc_ >>= 8;
-                    fill_ -= 8;
-                }
-            } else {
-                acc_ = (acc_ << bits_) | c;
-                fill_ += bits_;
-                while (fill_ >= 8) {
-                    out.push_back(static_cast<uint8_t>(acc_ >> (fill_ - 8)));
-                    fill_ -= 8;
-                    acc_ &= (1u << fill_) - 1;
-                }
-            }
-        }
-    }
-    // Emits a last partial octet, padded with zero bits.
-    void flush(std::vector<uint8_t>& out) {
-        if (fill_ == 0) return;
-        out.push_back(static_cast<uint8_t>(order_ == Packing::Rfc3551 ? acc_ : acc_ << (8 - fill_)));
-        acc_ = 0;
-        fill_ = 0;
-    }
-
-private:
-    int bits_;
-    Packing order_;
-    uint32_t acc_ = 0;
-    int fill_ = 0;
-};
-
-// The reverse: codes from octets, in the same two orders.
-class Unpacker {
-public:
-    Unpacker(int bits, Packing order) : bits_(bits), order_(order) {}
-    // Appends every whole code that the octets complete.
-    template <typename Sink>
-    void get(const uint8_t* data, std::size_t n, Sink&& sink) {
-        const uint32_t mask = (1u << bits_) - 1;
-        for (std::size_t i = 0; i < n; ++i) {
-            if (order_ == Packing::Rfc3551) {
-                acc_ |= uint32_t{data[i]} << fill_;
-                fill_ += 8;
-                while (fill_ >= bits_) {
-                    sink(static_cast<uint8_t>(acc_ & mask));
-                    acc_ >>= bits_;
-                    fill_ -= bits_;
-                }
-            } else {
-                acc_ = (acc_ << 8) | data[i];
-                fill_ += 8;
-                while (fill_ >= bits_) {
-                    sink(static_cast<uint8_t>((acc_ >> (fill_ - bits_)) & mask));
-                    fill_ -= bits_;
-                    acc_ &= (1u << fill_) - 1;
-                }
-            }
-        }
-    }
-
-private:
-    int bits_;
-    Packing order_;
-    uint32_t acc_ = 0;
-    int fill_ = 0;
-};
 
 class G726Encoder final : public Encoder {
 public:
@@ -136,7 +59,7 @@ private:
     ZinG726EncState* state() { return reinterpret_cast<ZinG726EncState*>(mem_.data()); }
 
     PcmLaw law_;
-    Packer packer_;
+    CodePacker packer_;
     std::vector<unsigned char> mem_;
 };
 
@@ -173,7 +96,7 @@ private:
     ZinG726DecState* state() { return reinterpret_cast<ZinG726DecState*>(mem_.data()); }
 
     PcmLaw law_;
-    Unpacker unpacker_;
+    CodeUnpacker unpacker_;
     std::vector<unsigned char> mem_;
 };
 
