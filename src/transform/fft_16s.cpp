@@ -96,20 +96,48 @@ ZinStatus FftInit_32s(FftSpec_32s** ppSpec, int order, int flag, int hint, Zin8u
     return zinStsNoErr;
 }
 
+namespace {
+
+// The checks both directions share: the descriptor first, then the data.
+ZinStatus check_call(const void* src, const void* dst, const FftSpec_32s* spec) {
+    if (!spec) return zinStsNullPtrErr;
+    if (spec->magic != kFftMagic32s) return zinStsContextMatchErr;
+    if (!src || !dst) return zinStsNullPtrErr;
+    return zinStsNoErr;
+}
+
+// The work buffer of one call: the caller's, or one taken through the
+// platform layer here and released when the call returns.
+class CallBuffer {
+public:
+    CallBuffer(Zin8u* given, Zin32s bytes) : buf_(given) {
+        if (!buf_) {
+            owned_ = platform::allocate_bytes(bytes);
+            buf_ = static_cast<Zin8u*>(owned_);
+        }
+    }
+    ~CallBuffer() {
+        if (owned_) platform::release(owned_);
+    }
+    CallBuffer(const CallBuffer&) = delete;
+    CallBuffer& operator=(const CallBuffer&) = delete;
+    Zin8u* get() const { return buf_; }
+
+private:
+    Zin8u* buf_;
+    void* owned_ = nullptr;
+};
+
+}  // namespace
+
 ZinStatus FftFwd_16s32sc_Sfs(const Zin16s* pSrc, Zin32s* pDst, const FftSpec_32s* pSpec, int scaleFactor,
                              Zin8u* pBuf) {
-    if (!pSpec) return zinStsNullPtrErr;
-    if (pSpec->magic != kFftMagic32s) return zinStsContextMatchErr;
-    if (!pSrc || !pDst) return zinStsNullPtrErr;
-    void* owned = nullptr;
-    if (!pBuf) {
-        owned = platform::allocate_bytes(pSpec->bufSize + 64);
-        if (!owned) return zinStsMemAllocErr;
-        pBuf = static_cast<Zin8u*>(owned);
-    }
+    if (const ZinStatus st = check_call(pSrc, pDst, pSpec); st != zinStsNoErr) return st;
+    const CallBuffer work(pBuf, pSpec->bufSize + 64);
+    if (!work.get()) return zinStsMemAllocErr;
     const int order = pSpec->order;
     const i64 n = i64{1} << order;
-    float* f = align64<float>(pBuf);
+    float* f = align64<float>(work.get());
     for (i64 i = 0; i < n; ++i) f[i] = pSrc[i];
     auto* scratch = reinterpret_cast<Zin8u*>(f) + 4 * n + 8;
     FftFwd_RToPerm_32f(f, f, pSpec->inner, scratch);
@@ -122,29 +150,21 @@ ZinStatus FftFwd_16s32sc_Sfs(const Zin16s* pSrc, Zin32s* pDst, const FftSpec_32s
         pDst[n + 1] = 0;
         pDst[1] = 0;
     }
-    if (owned) platform::release(owned);
     return zinStsNoErr;
 }
 
 ZinStatus FftInv_32sc16s_Sfs(const Zin32s* pSrc, Zin16s* pDst, const FftSpec_32s* pSpec, int scaleFactor,
                              Zin8u* pBuf) {
-    if (!pSpec) return zinStsNullPtrErr;
-    if (pSpec->magic != kFftMagic32s) return zinStsContextMatchErr;
-    if (!pSrc || !pDst) return zinStsNullPtrErr;
-    void* owned = nullptr;
-    if (!pBuf) {
-        owned = platform::allocate_bytes(pSpec->bufSize + 64);
-        if (!owned) return zinStsMemAllocErr;
-        pBuf = static_cast<Zin8u*>(owned);
-    }
+    if (const ZinStatus st = check_call(pSrc, pDst, pSpec); st != zinStsNoErr) return st;
+    const CallBuffer work(pBuf, pSpec->bufSize + 64);
+    if (!work.get()) return zinStsMemAllocErr;
     const i64 n = i64{1} << pSpec->order;
-    float* f = align64<float>(pBuf);
+    float* f = align64<float>(work.get());
     for (i64 i = 0; i <= n; ++i) f[i] = static_cast<float>(pSrc[i]);
     f[n + 1] = 0.0f;
     auto* scratch = reinterpret_cast<Zin8u*>(f) + 4 * n + 8;
     FftInv_CCSToR_32f(f, f, pSpec->inner, scratch);
     to_16s(f, pDst, n, factor_of(scaleFactor));
-    if (owned) platform::release(owned);
     return zinStsNoErr;
 }
 
