@@ -257,6 +257,29 @@ ZINSC_API ZinStatus zinsSBADPCMEncodeStateSize_G722_16s(int* pSize);
 /* Sub-band ADPCM encoder: low/high sub-band pairs to 6-bit low and 2-bit high code pairs. */
 ZINSC_API ZinStatus zinsSBADPCMEncode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, ZinSBADPCMState_G722_16s* pState);
 
+/* ---- G.722.1 and its Annex C: lapped transform and region coding -------- */
+/* size is 320 (G.722.1, 7 kHz) or 640 (Annex C, 14 kHz); the _G722_ forms are the size-320 ones. */
+
+/* Forward DCT-IV of G.722.1 (the analysis bias added first at 320): size samples to size coefficients. */
+ZINSC_API ZinStatus zinsDCTFwd_G7221_16s(const Zin16s* pSrc, Zin16s* pDst, int size);
+/* zinsDCTFwd_G7221_16s at size 320. */
+ZINSC_API ZinStatus zinsDCTFwd_G722_16s(const Zin16s* pSrc, Zin16s* pDst);
+/* Inverse DCT-IV of G.722.1 (the synthesis bias added last at 320): size coefficients to size samples. */
+ZINSC_API ZinStatus zinsDCTInv_G7221_16s(const Zin16s* pSrc, Zin16s* pDst, int size);
+/* zinsDCTInv_G7221_16s at size 320. */
+ZINSC_API ZinStatus zinsDCTInv_G722_16s(const Zin16s* pSrc, Zin16s* pDst);
+/* Synthesis window and overlap-add: pSrc1 the shifted inverse transform (size), pSrc2 its previous second half (size/2). */
+ZINSC_API ZinStatus zinsDecomposeDCTToMLT_G7221_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int size);
+/* zinsDecomposeDCTToMLT_G7221_16s at size 320. */
+ZINSC_API ZinStatus zinsDecomposeDCTToMLT_G722_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst);
+/* Analysis window: pSrc1 the current frame, pSrc2 the previous frame (size samples each) to size values for the DCT. */
+ZINSC_API ZinStatus zinsDecomposeMLTToDCT_G7221_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int size);
+/* zinsDecomposeMLTToDCT_G7221_16s at size 320. */
+ZINSC_API ZinStatus zinsDecomposeMLTToDCT_G722_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst);
+/* Quantises and codes one region of 20 coefficients at category 0..6 and power index 0..63: codes packed
+   from the top of 32-bit words into pDst (at least 6 words), the number of bits to *pBitCount. */
+ZINSC_API ZinStatus zinsHuffmanEncode_G722_16s32u(int category, int powerIndex, const Zin16s* pSrc, Zin32u* pDst, int* pBitCount);
+
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
 
 /* Offset compensation (GSM 06.10 4.2.1-4.2.2), wrapping; pMem: six bytes, the 32-bit z2 then the 16-bit z1, zero at stream start. */
