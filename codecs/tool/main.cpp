@@ -35,6 +35,8 @@ const char* const kUsage =
     "  -l, --law LAW          G.726: linear (default), alaw or ulaw; for encode the input\n"
     "                         passes through G.711 first, for decode the output WAV is G.711\n"
     "  -p, --packing ORDER    G.726: rfc3551 (default) or aal2\n"
+    "  -f, --format FORMAT    stream format: rtp (default, the codec's RTP payload) or itu\n"
+    "                         (the ITU conformance sequences' format, e.g. G.192 for G.722.1)\n"
     "      --wav49            GSM 06.10: 65-octet frame pairs\n"
     "  -h, --help             this text\n";
 
@@ -86,6 +88,11 @@ Args parse(int argc, char** argv) {
             if (v == "rfc3551") a.options.packing = zc::Packing::Rfc3551;
             else if (v == "aal2") a.options.packing = zc::Packing::Aal2;
             else fail(2, "unknown packing '" + v + "' (rfc3551, aal2)");
+        } else if (s == "-f" || s == "--format") {
+            const std::string v = value();
+            if (v == "itu") a.options.itu = true;
+            else if (v == "rtp") a.options.itu = false;
+            else fail(2, "unknown stream format '" + v + "' (rtp, itu)");
         } else if (s == "--wav49") {
             a.options.wav49 = true;
         } else if (s.size() > 1 && s[0] == '-') {
@@ -284,7 +291,7 @@ int run_demo() {
     const fs::path dir = data_dir();
     std::printf("%-10s %10s %10s %14s\n", "codec", "kbit/s", "SNR dB", "x real time");
     for (const zc::CodecInfo* c : zc::all_codecs()) {
-        const fs::path file = dir / (c->sample_rate == 16000 ? "speech-16k.wav" : "speech-8k.wav");
+        const fs::path file = dir / ("speech-" + std::to_string(c->sample_rate / 1000) + "k.wav");
         const auto pcm = read_wav(file.string(), c->sample_rate);
         const Result r = roundtrip(*c, zc::CodecOptions{}, pcm);
         std::printf("%-10s %10.1f %10.2f %14.0f\n", c->name, c->bit_rate / 1000.0, r.snr, r.speed);
