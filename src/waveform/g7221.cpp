@@ -3,6 +3,7 @@
 // vector Huffman coder of one region (4.6). Sizes 320 (7 kHz) and 640
 // (14 kHz, Annex C). The arithmetic is the recommendation's fixed-point one,
 // with saturation at every multiply-accumulate of the DCT core.
+#include <algorithm>
 #include <cstdint>
 
 #include "../frame/registry.h"
@@ -173,10 +174,12 @@ int huffman_region(int category, int power, const Zin16s* x, Zin32u* words) {
             f = static_cast<Zin16s>(f >> 1);
             f = static_cast<Zin16s>(f + low);
             f = static_cast<Zin16s>(f >> 2);
-            // The index is cut to the category's largest from its full value:
-            // the reference keeps only its low 16 bits first, which matters
-            // only for a magnitude far above the region's power.
-            int k = (Zin32s{m} * mult + dead + f) >> 13;
+            // The index is cut to 0..largest from its full value. The
+            // reference keeps only its low 16 bits, and a wrapped fractional
+            // term can make it -1: both only for magnitudes far from the
+            // region's power, where the reference's own table reads leave
+            // the tables.
+            int k = std::max((Zin32s{m} * mult + dead + f) >> 13, 0);
             if (k != 0) {
                 ++nonzero;
                 signs = (signs << 1) + (*x > 0);
