@@ -175,18 +175,27 @@ std::vector<int16_t> to_linear(const std::vector<int16_t>& out, zc::PcmLaw law) 
 
 // SNR in dB of y against x, at the decoder delay (0 to 64 samples) that
 // gives the best value.
-double snr_db(const std::vector<int16_t>& x, const std::vector<int16_t>& y) {
-    double best = -1e9;
-    for (std::size_t lag = 0; lag <= 64 && lag < y.size(); ++lag) {
-        double s = 0, e = 0;
-        for (std::size_t i = 0; i + lag < y.size() && i < x.size(); ++i) {
-            const double d = double(x[i]) - double(y[i + lag]);
-            s += double(x[i]) * x[i];
-            e += d * d;
-        }
-        const double v = e == 0 ? 999.0 : 10.0 * std::log10(s / e);
-        if (v > best) best = v;
+// SNR in dB of y against x at the decoder's delay: a coarse search of delays
+// up to 1024 samples (transform codecs delay by a frame) on every eighth
+// sample, then every delay near the best on all of them.
+double snr_at(const std::vector<int16_t>& x, const std::vector<int16_t>& y, std::size_t lag, std::size_t step) {
+    double s = 0, e = 0;
+    for (std::size_t i = 0; i + lag < y.size() && i < x.size(); i += step) {
+        const double d = double(x[i]) - double(y[i + lag]);
+        s += double(x[i]) * x[i];
+        e += d * d;
     }
+    return e == 0 ? 999.0 : 10.0 * std::log10(s / e);
+}
+
+double snr_db(const std::vector<int16_t>& x, const std::vector<int16_t>& y) {
+    std::size_t coarse = 0;
+    double best = -1e9;
+    for (std::size_t lag = 0; lag <= 1024 && lag < y.size(); ++lag)
+        if (const double v = snr_at(x, y, lag, 8); v > best) best = v, coarse = lag;
+    best = -1e9;
+    for (std::size_t lag = coarse > 8 ? coarse - 8 : 0; lag <= coarse + 8 && lag < y.size(); ++lag)
+        best = std::max(best, snr_at(x, y, lag, 1));
     return best;
 }
 
