@@ -3,8 +3,12 @@
 // vector Huffman coder of one region (4.6). Sizes 320 (7 kHz) and 640
 // (14 kHz, Annex C). The arithmetic is the recommendation's fixed-point one,
 // with saturation at every multiply-accumulate of the DCT core.
+#include <immintrin.h>
+
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstring>
 
 #include "../frame/registry.h"
 #include "../kernels/fixed_point.h"
@@ -22,10 +26,119 @@ constexpr int kCore = 10;
 
 inline bool good_size(int n) { return n == 320 || n == 640; }
 
-// Rotation tables of the stages, smallest first.
-using Rot = const Zin16s (*)[2];
-constexpr Rot kRotFwd[6] = {kCosMsinFwd2, kCosMsinFwd4, kCosMsinFwd8, kCosMsinFwd16, kCosMsinFwd32, kCosMsinFwd64};
-constexpr Rot kRotInv[6] = {kCosMsinInv2, kCosMsinInv4, kCosMsinInv8, kCosMsinInv16, kCosMsinInv32, kCosMsinInv64};
+// ---- vector forms of the core and the rotations ------------------------------
+//
+// A rotation output is one two-term L_mac sum, rounded (forward) or doubled
+// with saturation and rounded (inverse). With |cos|, |sin| < 2^15 the sum of
+// the two products is exact in 32 bits, and round(sat(2p)) is the 16-bit
+// saturation of (p + 2^14) >> 15, round(sat(4p)) that of (p + 2^13) >> 14.
+
+// Per rotation stage, the factor pairs of each output as pmaddwd takes them:
+// output j below the middle is a*lo[j] + b*hi[j], output span-1-j above it
+// c*lo[j] + d*hi[j]; even j use (cos, -msin) and (msin, cos), odd j (cos, msin)
+// and (msin, -cos).
+template <int kSize>
+struct RotPairs {
+    std::array<Zin16s, 2 * kSize> low, high;
+};
+template <int kSize>
+constexpr RotPairs<kSize> rot_pairs(const Zin16s (*r)[2]) {
+    RotPairs<kSize> p{};
+    for (int j = 0; j < kSize; ++j) {
+        const Zin16s c = r[j][0], m = r[j][1];
+        const bool even = (j & 1) == 0;
+        p.low[2 * j] = c;
+        p.low[2 * j + 1] = even ? static_cast<Zin16s>(-m) : m;
+        p.high[2 * j] = m;
+        p.high[2 * j + 1] = even ? c : static_cast<Zin16s>(-c);
+    }
+    return p;
+}
+constexpr auto kRotPairsFwd2 = rot_pairs<10>(kCosMsinFwd2);
+constexpr auto kRotPairsFwd4 = rot_pairs<20>(kCosMsinFwd4);
+constexpr auto kRotPairsFwd8 = rot_pairs<40>(kCosMsinFwd8);
+constexpr auto kRotPairsFwd16 = rot_pairs<80>(kCosMsinFwd16);
+constexpr auto kRotPairsFwd32 = rot_pairs<160>(kCosMsinFwd32);
+constexpr auto kRotPairsFwd64 = rot_pairs<320>(kCosMsinFwd64);
+constexpr auto kRotPairsInv2 = rot_pairs<10>(kCosMsinInv2);
+constexpr auto kRotPairsInv4 = rot_pairs<20>(kCosMsinInv4);
+constexpr auto kRotPairsInv8 = rot_pairs<40>(kCosMsinInv8);
+constexpr auto kRotPairsInv16 = rot_pairs<80>(kCosMsinInv16);
+constexpr auto kRotPairsInv32 = rot_pairs<160>(kCosMsinInv32);
+constexpr auto kRotPairsInv64 = rot_pairs<320>(kCosMsinInv64);
+struct RotStage {
+    const Zin16s* low;
+    const Zin16s* high;
+};
+constexpr RotStage kRotStagesFwd[6] = {
+    {kRotPairsFwd2.low.data(), kRotPairsFwd2.high.data()},   {kRotPairsFwd4.low.data(), kRotPairsFwd4.high.data()},
+    {kRotPairsFwd8.low.data(), kRotPairsFwd8.high.data()},   {kRotPairsFwd16.low.data(), kRotPairsFwd16.high.data()},
+    {kRotPairsFwd32.low.data(), kRotPairsFwd32.high.data()}, {kRotPairsFwd64.low.data(), kRotPairsFwd64.high.data()}};
+constexpr RotStage kRotStagesInv[6] = {
+    {kRotPairsInv2.low.data(), kRotPairsInv2.high.data()},   {kRotPairsInv4.low.data(), kRotPairsInv4.high.data()},
+    {kRotPairsInv8.low.data(), kRotPairsInv8.high.data()},   {kRotPairsInv16.low.data(), kRotPairsInv16.high.data()},
+    {kRotPairsInv32.low.data(), kRotPairsInv32.high.data()}, {kRotPairsInv64.low.data(), kRotPairsInv64.high.data()}};
+
+template <bool kInverse>
+inline __m128i round_pair_sums(__m128i lo4, __m128i hi4) {
+    const int sh = kInverse ? 14 : 15;
+    const __m128i bias = _mm_set1_epi32(kInverse ? 0x2000 : 0x4000);
+    return _mm_packs_epi32(_mm_srai_epi32(_mm_add_epi32(lo4, bias), sh), _mm_srai_epi32(_mm_add_epi32(hi4, bias), sh));
+}
+
+// One set of a rotation stage: q = span/2 inputs in each half.
+template <bool kInverse>
+void rotate_set(const Zin16s* lo, const Zin16s* hi, const RotStage& st, Zin16s* out, int span) {
+    const int q = span / 2;
+    const __m128i reverse = _mm_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1);
+    int j = 0;
+    for (; j + 8 <= q; j += 8) {
+        const __m128i l = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lo + j));
+        const __m128i h = _mm_loadu_si128(reinterpret_cast<const __m128i*>(hi + j));
+        const __m128i p0 = _mm_unpacklo_epi16(l, h), p1 = _mm_unpackhi_epi16(l, h);
+        auto f = [&](const Zin16s* t) {
+            return round_pair_sums<kInverse>(_mm_madd_epi16(p0, _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + 2 * j))),
+                                             _mm_madd_epi16(p1, _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + 2 * j + 8))));
+        };
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + j), f(st.low));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + span - 8 - j), _mm_shuffle_epi8(f(st.high), reverse));
+    }
+    for (; j < q; ++j) {
+        auto one = [&](const Zin16s* t) {
+            const Zin32s p = Zin32s{t[2 * j]} * lo[j] + Zin32s{t[2 * j + 1]} * hi[j];
+            return fx::sat16(kInverse ? (p + 0x2000) >> 14 : (p + 0x4000) >> 15);
+        };
+        out[j] = one(st.low);
+        out[span - 1 - j] = one(st.high);
+    }
+}
+
+// The 10-point core as pmaddwd factor pairs: [input pair][output group of four][8].
+constexpr std::array<Zin16s, 5 * 3 * 8> core_pairs(const Zin16s* core) {
+    std::array<Zin16s, 5 * 3 * 8> t{};
+    for (int p = 0; p < 5; ++p)
+        for (int k = 0; k < 10; ++k) {
+            t[(p * 3 + k / 4) * 8 + 2 * (k % 4)] = core[(2 * p) * 10 + k];
+            t[(p * 3 + k / 4) * 8 + 2 * (k % 4) + 1] = core[(2 * p + 1) * 10 + k];
+        }
+    return t;
+}
+constexpr auto kCorePairsFwd = core_pairs(kCoreFwd);
+constexpr auto kCorePairsInv = core_pairs(kCoreInv);
+// The largest sum of magnitudes of a core column: while |x| stays below
+// 2^30 over it, no partial L_mac sum can saturate, and the product sums are
+// exact in 32 bits.
+constexpr int column_bound(const Zin16s* core) {
+    int best = 0;
+    for (int k = 0; k < 10; ++k) {
+        int s = 0;
+        for (int i = 0; i < 10; ++i) s += core[i * 10 + k] < 0 ? -core[i * 10 + k] : core[i * 10 + k];
+        best = s > best ? s : best;
+    }
+    return (1 << 30) / best;
+}
+constexpr int kCoreLimitFwd = column_bound(kCoreFwd);
+constexpr int kCoreLimitInv = column_bound(kCoreInv);
 
 // The DCT-IV of G.722.1: butterfly stages that split the block down to sets
 // of ten, the 10-point core on each, and rotation stages that merge the sets
@@ -64,40 +177,48 @@ void dct4(const Zin16s* in, Zin16s* out, int n) {
         src = dst;
         dst = dst == a ? b : a;
     }
-    // The core: one 10 x 10 product per set, saturating at each step.
+    // The core: one 10 x 10 product per set, saturating at each step. Sets
+    // whose largest magnitude keeps every partial sum in range take pmaddwd.
     const Zin16s* core = kInverse ? kCoreInv : kCoreFwd;
+    const Zin16s* pairs = kInverse ? kCorePairsInv.data() : kCorePairsFwd.data();
+    const int limit = kInverse ? kCoreLimitInv : kCoreLimitFwd;
     Zin16s* c = dst;
     for (int set = 0; set < n / kCore; ++set) {
         const Zin16s* x = src + set * kCore;
+        Zin16s* y = c + set * kCore;
+        int peak = 0;
+        for (int i = 0; i < kCore; ++i) peak = std::max(peak, x[i] < 0 ? -Zin32s{x[i]} : Zin32s{x[i]});
+        if (peak < limit) {
+            __m128i acc[3] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128()};
+            for (int p = 0; p < 5; ++p) {
+                Zin32s two;
+                std::memcpy(&two, x + 2 * p, 4);
+                const __m128i xx = _mm_set1_epi32(two);
+                for (int g = 0; g < 3; ++g)
+                    acc[g] = _mm_add_epi32(acc[g], _mm_madd_epi16(xx, _mm_loadu_si128(reinterpret_cast<const __m128i*>(pairs + (p * 3 + g) * 8))));
+            }
+            const __m128i bias = _mm_set1_epi32(0x4000);
+            auto r = [&](__m128i v) { return _mm_srai_epi32(_mm_add_epi32(v, bias), 15); };
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(y), _mm_packs_epi32(r(acc[0]), r(acc[1])));
+            const __m128i last = _mm_packs_epi32(r(acc[2]), r(acc[2]));
+            const Zin32s two = _mm_cvtsi128_si32(last);
+            std::memcpy(y + 8, &two, 4);
+            continue;
+        }
         for (int k = 0; k < kCore; ++k) {
             Zin32s sum = 0;
             for (int i = 0; i < kCore; ++i) sum = mac32(sum, x[i], core[i * kCore + k]);
-            c[set * kCore + k] = round16(sum);
+            y[k] = round16(sum);
         }
     }
     src = c;
     dst = c == a ? b : a;
-    const Rot* rot = kInverse ? kRotInv : kRotFwd;
+    const RotStage* stages = kInverse ? kRotStagesInv : kRotStagesFwd;
     for (int s = log - 2, t = 0; s >= 0; --s, ++t) {
         const int span = n >> s, sets = 1 << s;
         Zin16s* base = s == 0 ? out : dst;
-        for (int k = 0; k < sets; ++k) {
-            const Zin16s* lo_in = src + k * span;
-            const Zin16s* hi_in = lo_in + span / 2;
-            Zin16s* lo = base + k * span;
-            Zin16s* hi = lo + span;
-            const Zin16s(*r)[2] = rot[t];
-            auto out16 = [](Zin32s sum) { return round16(kInverse ? fx::shl32(sum, 1) : sum); };
-            while (lo < hi) {
-                const Zin16s le = *lo_in++, lodd = *lo_in++, he = *hi_in++, hodd = *hi_in++;
-                const Zin16s ce = r[0][0], me = r[0][1], co = r[1][0], mo = r[1][1];
-                r += 2;
-                *lo++ = out16(mac32(mac32(0, ce, le), fx::neg16(me), he));
-                *--hi = out16(mac32(mac32(0, me, le), ce, he));
-                *lo++ = out16(mac32(mac32(0, co, lodd), mo, hodd));
-                *--hi = out16(mac32(mac32(0, mo, lodd), fx::neg16(co), hodd));
-            }
-        }
+        for (int k = 0; k < sets; ++k)
+            rotate_set<kInverse>(src + k * span, src + k * span + span / 2, stages[t], base + k * span, span);
         src = dst;
         dst = dst == a ? b : a;
     }
