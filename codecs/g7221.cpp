@@ -105,13 +105,23 @@ void categorize(int available, const Mode& m, const int* power, int* cats, int* 
 
 // ---- encoder -------------------------------------------------------------------
 
-// MSB-first writer of one frame's bits into 16-bit words.
+// MSB-first writer of one frame's bits into 16-bit words; bits past the
+// frame's size are dropped.
 struct BitWriter {
     uint16_t* words;
     int bits = 0, limit;
+    uint64_t acc = 0;
+    int held = 0;
     void put(uint32_t code, int n) {
-        for (int i = n - 1; i >= 0 && bits < limit; --i, ++bits)
-            if ((code >> i) & 1) words[bits >> 4] |= static_cast<uint16_t>(0x8000u >> (bits & 15));
+        if (n > limit - bits) {
+            if (limit == bits) return;
+            code >>= n - (limit - bits);
+            n = limit - bits;
+        }
+        acc = acc << n | (code & static_cast<uint32_t>((uint64_t{1} << n) - 1));
+        held += n;
+        bits += n;
+        for (; held >= 16; held -= 16) *words++ = static_cast<uint16_t>(acc >> (held - 16));
     }
 };
 
@@ -258,7 +268,7 @@ private:
         w.put(static_cast<uint32_t>(control), m_.control_bits);
         for (int r = 0; r < regions; ++r)
             for (int b = 0; b < region_bits[r]; b += 32) w.put(region_words[4 * r + b / 32] >> (32 - std::min(32, region_bits[r] - b)), std::min(32, region_bits[r] - b));
-        while (w.bits < m_.bits) w.put(1, 1);
+        while (w.bits < m_.bits) w.put(0xFFFF, 16);
     }
 
     void write_frame(const uint16_t* words, std::vector<uint8_t>& out) const {

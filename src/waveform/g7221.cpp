@@ -236,26 +236,74 @@ void dct_inv(const Zin16s* src, Zin16s* dst, int n) {
     for (int i = 0; i < n; ++i) dst[i] = n == 320 ? fx::add16(y[i], kSynthesisBias[i]) : y[i];
 }
 
-// Analysis fold: the previous frame makes the first half, the current frame
-// the second, each output the rounded sum of two windowed samples.
-void mlt_to_dct(const Zin16s* cur, const Zin16s* prev, Zin16s* dst, int n) {
-    const Zin16s* w = n == 320 ? kWindowFwd320 : kWindowFwd640;
-    const int h = n / 2;
+// The window folds pair two windowed samples per output, as pmaddwd does:
+// factor pairs per output in the order of the outputs, with the minus signs
+// in the table. Window factors are below 2^15, so each pair sum is exact.
+template <int kN>
+struct FoldPairs {
+    std::array<Zin16s, 2 * kN> f;
+};
+// Analysis: dst[i] = w[h-1-i] prev[h-1-i] + w[h+i] prev[h+i],
+//           dst[h+i] = w[n-1-i] cur[i] - w[i] cur[n-1-i].
+template <int kN>
+constexpr FoldPairs<kN> analysis_pairs(const Zin16s* w) {
+    FoldPairs<kN> p{};
+    const int h = kN / 2;
     for (int i = 0; i < h; ++i) {
-        dst[i] = round16(mac32(mac32(0, w[h - 1 - i], prev[h - 1 - i]), w[h + i], prev[h + i]));
-        dst[h + i] = round16(mac32(mac32(0, w[n - 1 - i], cur[i]), fx::neg16(w[i]), cur[n - 1 - i]));
+        p.f[2 * i] = w[h - 1 - i], p.f[2 * i + 1] = w[h + i];
+        p.f[2 * (h + i)] = w[kN - 1 - i], p.f[2 * (h + i) + 1] = static_cast<Zin16s>(-w[i]);
+    }
+    return p;
+}
+// Synthesis: dst[i] = w[i] cur[h-1-i] + w[n-1-i] hist[i],
+//            dst[h+i] = w[h+i] cur[i] - w[h-1-i] hist[h-1-i].
+template <int kN>
+constexpr FoldPairs<kN> synthesis_pairs(const Zin16s* w) {
+    FoldPairs<kN> p{};
+    const int h = kN / 2;
+    for (int i = 0; i < h; ++i) {
+        p.f[2 * i] = w[i], p.f[2 * i + 1] = w[kN - 1 - i];
+        p.f[2 * (h + i)] = w[h + i], p.f[2 * (h + i) + 1] = static_cast<Zin16s>(-w[h - 1 - i]);
+    }
+    return p;
+}
+constexpr auto kAnalysis320 = analysis_pairs<320>(kWindowFwd320);
+constexpr auto kAnalysis640 = analysis_pairs<640>(kWindowFwd640);
+constexpr auto kSynthesis320 = synthesis_pairs<320>(kWindowInv320);
+constexpr auto kSynthesis640 = synthesis_pairs<640>(kWindowInv640);
+
+inline __m128i load8(const Zin16s* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+inline __m128i reversed8(const Zin16s* p) {
+    return _mm_shuffle_epi8(load8(p), _mm_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1));
+}
+
+// Eight outputs from eight (x, y) pairs and their factors: the L_mac pair
+// sum, then round(sat(2p)) for the analysis and round(L_shl(sat(2p), 2)),
+// that is round(sat(8p)), for the synthesis.
+template <int kShift>
+inline void fold8(__m128i x, __m128i y, const Zin16s* f, Zin16s* dst) {
+    const __m128i bias = _mm_set1_epi32(1 << (kShift - 1));
+    const __m128i a = _mm_madd_epi16(_mm_unpacklo_epi16(x, y), load8(f));
+    const __m128i b = _mm_madd_epi16(_mm_unpackhi_epi16(x, y), load8(f + 8));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_packs_epi32(_mm_srai_epi32(_mm_add_epi32(a, bias), kShift),
+                                                                       _mm_srai_epi32(_mm_add_epi32(b, bias), kShift)));
+}
+
+void mlt_to_dct(const Zin16s* cur, const Zin16s* prev, Zin16s* dst, int n) {
+    const Zin16s* f = n == 320 ? kAnalysis320.f.data() : kAnalysis640.f.data();
+    const int h = n / 2;
+    for (int i = 0; i < h; i += 8) {
+        fold8<15>(reversed8(prev + h - 8 - i), load8(prev + h + i), f + 2 * i, dst + i);
+        fold8<15>(load8(cur + i), reversed8(cur + n - 8 - i), f + 2 * (h + i), dst + h + i);
     }
 }
 
-// Synthesis fold and overlap-add: the current inverse transform read from
-// its middle outward, the history (half a frame) forward and backward.
 void dct_to_mlt(const Zin16s* cur, const Zin16s* hist, Zin16s* dst, int n) {
-    const Zin16s* w = n == 320 ? kWindowInv320 : kWindowInv640;
+    const Zin16s* f = n == 320 ? kSynthesis320.f.data() : kSynthesis640.f.data();
     const int h = n / 2;
-    for (int i = 0; i < h; ++i) {
-        dst[i] = round16(fx::shl32(mac32(mac32(0, w[i], cur[h - 1 - i]), w[n - 1 - i], hist[i]), 2));
-        dst[h + i] =
-            round16(fx::shl32(mac32(mac32(0, w[h + i], cur[i]), fx::neg16(w[h - 1 - i]), hist[h - 1 - i]), 2));
+    for (int i = 0; i < h; i += 8) {
+        fold8<13>(reversed8(cur + h - 8 - i), load8(hist + i), f + 2 * i, dst + i);
+        fold8<13>(load8(cur + i), reversed8(hist + h - 8 - i), f + 2 * (h + i), dst + h + i);
     }
 }
 
