@@ -283,7 +283,7 @@ typedef struct ZinALCState_G169 ZinALCState_G169_16s;
 
 /* Writes the size in bytes of the level-control state object (124). */
 ZINSC_API ZinStatus zinsALCGetStateSize_G169_16s(int* pSize);
-/* Resets a level control: target 26.1 dB and peak limit 32767 below full scale, maximum gain 11.6 dB. */
+/* Resets a level control: speech target 26.1 dB below full scale, peak limit 32767, maximum gain 11.6 dB. */
 ZINSC_API ZinStatus zinsALCInit_G169_16s(ZinALCState_G169_16s* pState);
 /* Sets the maximum gain in dB (not below 0); may come between blocks. */
 ZINSC_API ZinStatus zinsALCSetGain_G169_16s(Zin32f maxGainDb, ZinALCState_G169_16s* pState);

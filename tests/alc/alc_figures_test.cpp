@@ -59,7 +59,9 @@ TEST(AlcFigures, GainDoesNotRiseInNoiseAfterSpeech) {
             for (std::size_t b = 0; b < x.size() / 8; ++b) {
                 m.block(&x[8 * b], y);
                 if (b == from) start = m.gain;
-                if (b > from) ASSERT_LE(m.gain, start) << db << " dBov, " << (b - from) * 8 / 8000.0 << " s into the noise";
+                if (b > from) {
+                    ASSERT_LE(m.gain, start) << db << " dBov, " << (b - from) * 8 / 8000.0 << " s into the noise";
+                }
             }
             EXPECT_EQ(m.saturatedBlocks, 0);
         }

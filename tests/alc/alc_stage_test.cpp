@@ -58,21 +58,20 @@ struct ToolRun {
     std::string out, err;
 };
 
-fs::path scratch() {
-    static const fs::path dir = [] {
-        fs::path d = fs::temp_directory_path() / ("zinsc_alc_test_" + std::to_string(::getpid()));
-        fs::create_directories(d);
-        return d;
-    }();
-    return dir;
-}
-
-struct Cleanup {
-    ~Cleanup() {
+// A scratch directory for this process, removed at exit.
+struct Scratch {
+    fs::path dir = fs::temp_directory_path() / ("zinsc_alc_test_" + std::to_string(::getpid()));
+    Scratch() { fs::create_directories(dir); }
+    ~Scratch() {
         std::error_code ec;
-        fs::remove_all(scratch(), ec);
+        fs::remove_all(dir, ec);
     }
-} cleanup;
+};
+
+fs::path scratch() {
+    static const Scratch s;
+    return s.dir;
+}
 
 std::string slurp(const fs::path& p) {
     std::ifstream f(p);
