@@ -1,10 +1,14 @@
 // The G.169 level control as a plain scalar statement: the fourteen steps
 // of one block of 8 samples, one float operation at a time in the stated
-// order, on a record of its own. The export must equal it bit for bit.
+// order. The record's first 124 bytes are laid out as the state object, so
+// that a state is copied in and out as it stands; the export must equal the
+// statement bit for bit.
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace zt {
@@ -12,7 +16,7 @@ namespace zt {
 struct AlcModel {
     float targetLevel = 1623.4912f, maxLevel = 32767.0f, noiseFloorMin = 4.125246f, noiseFloorMax = 65.38f,
           maxGain = 3.80189f, minRateSilence = 0.02f, minRate = 0.0033333f, hangover = 200.0f, gainRate = 0.01f;
-    int silenceCount = 200, spurtCount = 0, activeCount = 0, inSpurt = 0;
+    int16_t silenceCount = 200, spurtCount = 0, activeCount = 0, inSpurt = 0;
     float blockLevel = 0, smoothLevel = 0, peakLevel = 0, spurtPeak = 0, noiseLevel = 65.38f, threshold = 65.38f,
           lowTracker = 32767.0f, blockPower = 0, speechPower = 0, levelRate = 0.1f, speechLevel = 0,
           levelFactor = 0.7f, desiredGain = 0.03125f, blockGainRate = 0, gain = 0, gainSlew = 1.0f, blockPeak = 0,
@@ -21,8 +25,7 @@ struct AlcModel {
 
     static float fmax(float a, float b) { return a < b ? b : a; }
     static float fmin(float a, float b) { return b < a ? b : a; }
-
-    // Mean of v[0..7]: p[i] = 0.125*v[i] + 0.125*v[i+4], then (p0 + p1) + (p2 + p3).
+    // p[i] = 0.125*v[i] + 0.125*v[i+4], then (p0 + p1) + (p2 + p3).
     static float mean8(const float* v) {
         float p[4];
         for (int i = 0; i < 4; ++i) p[i] = 0.125f * v[i] + 0.125f * v[i + 4];
@@ -30,20 +33,17 @@ struct AlcModel {
     }
 
     void block(const int16_t* x, int16_t* y) {
-        float a[8], sq[8];
-        float peak = 0;
+        float a[8], sq[8], peak = 0;
         for (int i = 0; i < 8; ++i) {
             a[i] = std::fabs(static_cast<float>(x[i]));
             sq[i] = static_cast<float>(x[i]) * static_cast<float>(x[i]);
-            if (a[i] > peak) peak = a[i];
+            peak = fmax(peak, a[i]);
         }
-        // 1
-        blockLevel = mean8(a);
+        blockLevel = mean8(a);  // 1
         smoothLevel = 0.8f * blockLevel + 0.2f * smoothLevel;
         peakLevel = fmax(smoothLevel, 0.99f * peakLevel);
         const float L = smoothLevel;
-        // 2
-        float f1 = 1.0f, f2 = 0.0f;
+        float f1 = 1.0f, f2 = 0.0f;  // 2
         if (noiseLevel > L) f1 = 0.9f, f2 = 0.1f;
         else if (2.0f * noiseLevel > L) f1 = 0.99f, f2 = 0.01f;
         const float n = fmax(noiseFloorMin, f1 * noiseLevel + L * f2);
@@ -51,14 +51,11 @@ struct AlcModel {
         if (spurtCount == 1 && (activeCount < 501 || levelRate >= 0.0025f)) m = 0.0f;
         noiseLevel = fmin(noiseFloorMax, fmax(m, n));
         threshold = 4.0f * noiseLevel;
-        // 3
-        if (lowTracker > L) f1 = 0.7f, f2 = 0.3f;
+        if (lowTracker > L) f1 = 0.7f, f2 = 0.3f;  // 3
         else f1 = 0.99f, f2 = 0.01f;
         lowTracker = fmax(noiseLevel, f1 * lowTracker + L * f2);
-        // 4
-        if (blockLevel > threshold && activeCount < 16383) ++activeCount;
-        // 5
-        if (peakLevel > threshold) {
+        if (blockLevel > threshold && activeCount < 16383) ++activeCount;  // 4
+        if (peakLevel > threshold) {  // 5
             silenceCount = 0;
             if (!inSpurt) {
                 inSpurt = 1;
@@ -83,24 +80,16 @@ struct AlcModel {
         } else {
             activeCount = 0;
         }
-        // 6
-        float r = gainRate;
-        if (spurtCount == 1) {
-            if (activeCount < 10) r = 0;
-            else if (activeCount < 500 && 3.0f * lowTracker > L) r = 0;
-        }
-        blockGainRate = r;
-        // 7
-        if (inSpurt) {
+        blockGainRate = gainRate;  // 6
+        if (spurtCount == 1 && (activeCount < 10 || (activeCount < 500 && 3.0f * lowTracker > L))) blockGainRate = 0;
+        if (inSpurt) {  // 7
             if (peakLevel > spurtPeak) spurtPeak = peakLevel;
             else if (peakLevel > threshold) spurtPeak = 0.001f * peakLevel + 0.999f * spurtPeak;
         } else {
             spurtPeak = spurtCount == 0 ? peakLevel : speechLevel;
         }
-        // 8
-        blockPower = mean8(sq);
-        // 9
-        float rate = levelRate;
+        blockPower = mean8(sq);  // 8
+        float rate = levelRate;  // 9
         if (inSpurt) {
             if (spurtCount == 1 && activeCount < 500 && 0.1f * blockPower > speechPower) rate = fmax(0.05f, rate);
             if (threshold > L) {
@@ -112,12 +101,10 @@ struct AlcModel {
         } else {
             rate = spurtCount > 0 ? fmax(minRateSilence, levelRate) : 0.1f;
         }
-        // 10
-        levelRate = fmax(minRate, rate);
+        levelRate = fmax(minRate, rate);  // 10
         speechLevel = std::sqrt(speechPower) * levelFactor;
         if (activeCount < 500) levelFactor = fmin(0.89f, levelFactor + levelFactor * 0.000461f);
-        // 11
-        if (inSpurt) {
+        if (inSpurt) {  // 11
             float g, cap;
             if (targetLevel > speechLevel * maxGain) {
                 cap = maxGain;
@@ -127,24 +114,28 @@ struct AlcModel {
             }
             desiredGain = fmin(cap, desiredGain + blockGainRate * g);
         }
-        // 12
-        gain = fmin(desiredGain, gain + (desiredGain - gain) * gainSlew);
-        // 13
-        blockPeak = peak;
+        gain = fmin(desiredGain, gain + (desiredGain - gain) * gainSlew);  // 12
+        blockPeak = peak;  // 13
         if (gain * blockPeak > maxLevel) {
             gain = maxLevel / blockPeak;
             gainSlew = 0.001f;
         } else {
             gainSlew = fmin(1.0f, gainSlew + 0.1f * gainSlew);
         }
-        // 14
-        bool saturated = false;
+        bool saturated = false;  // 14
         for (int i = 0; i < 8; ++i) {
             const float v = static_cast<float>(x[i]) * gain;
             saturated |= v > 32767.0f || v < -32768.0f;
             y[i] = v > 32767.0f ? int16_t{32767} : v < -32768.0f ? int16_t{-32768} : static_cast<int16_t>(v);
         }
         saturatedBlocks += saturated;
+    }
+
+    void store(void* p) const { std::memcpy(p, this, 124); }
+    static AlcModel load(const void* p) {
+        AlcModel m;
+        std::memcpy(static_cast<void*>(&m), p, 124);
+        return m;
     }
 
     // A whole signal, the last partial block padded with zeros.
@@ -157,5 +148,8 @@ struct AlcModel {
         return y;
     }
 };
+
+static_assert(offsetof(AlcModel, blockLevel) == 44 && offsetof(AlcModel, saturatedBlocks) == 128,
+              "the state object's layout");
 
 }  // namespace zt

@@ -1,14 +1,15 @@
 // Test signals of the level-control suite: the bundled speech at a chosen
-// active level, white noise, silence, and their concatenation.
+// active level, white noise, concatenations.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "alc.h"
+#include "alc/alc.h"
+#include "alc_model.h"
 #include "wav.h"
 
 namespace zt {
@@ -18,9 +19,7 @@ inline const std::vector<int16_t>& speech8k() {
     return v;
 }
 
-inline int16_t clamp16(double v) {
-    return static_cast<int16_t>(v > 32767 ? 32767 : v < -32768 ? -32768 : std::lround(v));
-}
+inline int16_t clamp16(double v) { return static_cast<int16_t>(v > 32767 ? 32767 : v < -32768 ? -32768 : std::lround(v)); }
 
 // x scaled so that its active level is `dbov`, saturated.
 inline std::vector<int16_t> at_level(const std::vector<int16_t>& x, double dbov, int rate = 8000) {
@@ -45,10 +44,10 @@ inline std::vector<int16_t> cat(std::initializer_list<std::vector<int16_t>> part
     return v;
 }
 
-inline double rms_dbov(const int16_t* x, std::size_t n) {
+inline double rms_dbov(const std::vector<int16_t>& x) {
     double s = 0;
-    for (std::size_t i = 0; i < n; ++i) s += double(x[i]) * x[i];
-    return s > 0 ? 10.0 * std::log10(s / n) - 20.0 * std::log10(32768.0) : -200.0;
+    for (int16_t v : x) s += double(v) * v;
+    return 10.0 * std::log10(s / x.size() + 1e-9) - 20.0 * std::log10(32768.0);
 }
 
 }  // namespace zt
