@@ -78,7 +78,7 @@ TEST(AlcExports, Process) {
     };
     static const std::vector<int16_t> loud = zt::at_level(zt::speech8k(), -15);
     static const std::vector<int16_t> quiet = zt::at_level(zt::speech8k(), -40);
-    static const std::vector<int16_t> noise = zt::white_noise(16000, -38, 2);
+    static const std::vector<int16_t> noise = zt::white_noise(40000, -38, 2);
     auto make = [](Gen& g) {
         zt::AlcModel m;
         const std::vector<int16_t>* before = by_off(g, {&loud, &quiet, &noise, &loud, static_cast<const std::vector<int16_t>*>(nullptr)});
