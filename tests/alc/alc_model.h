@@ -76,10 +76,7 @@ struct AlcModel {
             if (spurtCount == 1 && activeCount < 500 && 0.1f * blockPower > speechPower) rate = std::max(0.05f, rate);
             if (threshold > L) {
                 if (activeCount < 500) levelFactor = 0.7f;
-            } else if (blockLevel >= threshold || activeCount >= 20) {
-                rate = rate - rate * rate;
-                speechPower += (blockPower - speechPower) * rate;
-            }
+            } else if (blockLevel >= threshold || activeCount >= 20) rate = rate - rate * rate, speechPower += (blockPower - speechPower) * rate;
         } else rate = spurtCount > 0 ? std::max(minRateSilence, levelRate) : 0.1f;
         levelRate = std::max(minRate, rate);  // 10
         speechLevel = std::sqrt(speechPower) * levelFactor;
@@ -100,25 +97,20 @@ struct AlcModel {
         }
         saturatedBlocks += gain * blockPeak > 32767.0f;
     }
-    void run(const int16_t* x, int16_t* y, std::size_t n) {
-        for (std::size_t i = 0; i + 8 <= n; i += 8) block(x + i, y + i);
-    }
+    void run(const int16_t* x, int16_t* y, std::size_t n) { for (std::size_t i = 0; i + 8 <= n; i += 8) block(x + i, y + i); }
 
     void store(void* p) const { std::memcpy(p, this, 124); }
     static AlcModel load(const void* p) { AlcModel m; std::memcpy(static_cast<void*>(&m), p, 124); return m; }
 };
 static_assert(offsetof(AlcModel, blockLevel) == 44 && offsetof(AlcModel, saturatedBlocks) == 128);
 
-inline const std::vector<int16_t>& speech8k() {
-    static const std::vector<int16_t> v = zc::read_speech(ZINSC_SOURCE_DIR "/data/speech-8k.wav");
-    return v;
-}
 inline int16_t clamp16(double v) { return static_cast<int16_t>(v > 32767 ? 32767 : v < -32768 ? -32768 : std::lround(v)); }
-// x scaled to an active level (ITU-T P.56) of `dbov`, whole blocks.
-inline std::vector<int16_t> at_level(const std::vector<int16_t>& x, double dbov) {
-    const double k = std::pow(10.0, (dbov - zc::active_level_dbov(x.data(), x.size(), 8000)) / 20.0);
-    std::vector<int16_t> y(x.size() / 8 * 8);
-    for (std::size_t i = 0; i < y.size(); ++i) y[i] = clamp16(x[i] * k);
+inline const std::vector<int16_t> speech8k = zc::read_speech(ZINSC_SOURCE_DIR "/data/speech-8k.wav");
+// The bundled speech at an active level (ITU-T P.56) of `dbov`, whole blocks.
+inline std::vector<int16_t> speech_at(double dbov) {
+    const double k = std::pow(10.0, (dbov - zc::active_level_dbov(speech8k.data(), speech8k.size(), 8000)) / 20.0);
+    std::vector<int16_t> y(speech8k.size() / 8 * 8);
+    for (std::size_t i = 0; i < y.size(); ++i) y[i] = clamp16(speech8k[i] * k);
     return y;
 }
 // Gaussian white noise at an RMS level of `dbov`, whole blocks.

@@ -1,9 +1,7 @@
-// The G.169 level control. The five exports on the checking harness: status
-// walk, plain statement over lengths, misalignments, extreme inputs, split
-// calls. At 8000 Hz on speech and noise, the export against the statement on
-// every whole signal: output active levels (ITU-T P.56), the gain after level
-// steps, saturation and the limiter, what the constants give. The caller's
-// side and the zinsc tool.
+// The G.169 level control: the five exports on the checking harness; at 8000 Hz
+// on speech and noise, the export against the statement on each whole signal,
+// with output levels (ITU-T P.56), gain speed, saturation and the limiter; what
+// the constants give; the caller's side and the zinsc tool.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -23,12 +21,7 @@ ZinALCState_G169_16s* as_state(const Buf<uint8_t>& b) { return b.as<ZinALCState_
 double p10(double db) { return std::pow(10.0, db / 20.0); }
 
 // The size query, Init and the two settings on a state of random bytes.
-struct Set {
-    float a, b;
-    Buf<uint8_t> state;
-    Buf<int> size;
-    auto bufs() { return std::tie(state, size); }
-};
+struct Set { float a, b; Buf<uint8_t> state; Buf<int> size; auto bufs() { return std::tie(state, size); } };
 
 void check_set(const char* name, ZinStatus (*call)(Set&), void (*plain)(Set&, zt::AlcModel&), std::vector<zt::Check<Set>> checks) {
     auto make = [](Gen& g) {
@@ -37,12 +30,7 @@ void check_set(const char* name, ZinStatus (*call)(Set&), void (*plain)(Set&, zt
         return Set{by_off(g, {0.0f, 11.6f, 26.1f, 0.25f, 6.0f, 40.0f, 90.3f}), by_off(g, {0.0f, 0.5f, 3.0f, 20.0f}),
                    Buf<uint8_t>(v, g.next_off(1)), g.out<int>(1)};
     };
-    auto statement = [plain](Set& s) {
-        zt::AlcModel m = zt::AlcModel::load(s.state.p());
-        plain(s, m);
-        m.store(s.state.p());
-        return zinStsNoErr;
-    };
+    auto statement = [plain](Set& s) { auto m = zt::AlcModel::load(s.state.p()); plain(s, m); m.store(s.state.p()); return zinStsNoErr; };
     zt::check(zt::Export<Set>{name, make, call, statement, std::move(checks)}, zt::Sweep{{1}, {0, 1, 2, 3, 4, 5, 6}, {zt::Pattern::Random}});
 }
 
@@ -63,13 +51,8 @@ TEST(AlcExports, SizeInitAndSettings) {
 // The block process from states that the statement reached on speech, noise
 // or nothing, on every extreme input.
 TEST(AlcExports, Process) {
-    struct A {
-        Buf<int16_t> src, dst;
-        int len;
-        Buf<uint8_t> state;
-        auto bufs() { return std::tie(dst, state); }
-    };
-    static const std::vector<int16_t> loud = zt::at_level(zt::speech8k(), -15), quiet = zt::at_level(zt::speech8k(), -40),
+    struct A { Buf<int16_t> src, dst; int len; Buf<uint8_t> state; auto bufs() { return std::tie(dst, state); } };
+    static const std::vector<int16_t> loud = zt::speech_at(-15), quiet = zt::speech_at(-40),
                                       noise = zt::white_noise(40000, -38, 2);
     auto make = [](Gen& g) {
         zt::AlcModel m;
@@ -80,12 +63,7 @@ TEST(AlcExports, Process) {
         m.store(a.state.p());
         return a;
     };
-    auto plain = [](A& a) {
-        zt::AlcModel m = zt::AlcModel::load(a.state.p());
-        m.run(a.src.p(), a.dst.p(), a.len);
-        m.store(a.state.p());
-        return zinStsNoErr;
-    };
+    auto plain = [](A& a) { auto m = zt::AlcModel::load(a.state.p()); m.run(a.src.p(), a.dst.p(), a.len); m.store(a.state.p()); return zinStsNoErr; };
     zt::Export<A> e{"zinsALC_G169_16s", make, [](A& a) { return zinsALC_G169_16s(a.src, a.dst, a.len, as_state(a.state)); }, plain,
                     {zt::null(&A::src), zt::null(&A::dst), zt::null(&A::state), zt::set(zinStsRangeErr, &A::len, 0),
                      zt::set(zinStsRangeErr, &A::len, 4, "len below 8"),
@@ -126,7 +104,7 @@ TEST(Alc, SpeechLevels) {
     for (int i = 0; i < 9; ++i) {
         const double in = -45 + 5 * i;
         zt::AlcModel m;
-        const auto y = run(zt::at_level(zt::speech8k(), in), m);
+        const auto y = run(zt::speech_at(in), m);
         const double out = zc::active_level_dbov(y.data(), y.size(), 8000);
         EXPECT_NEAR(out, std::min(aim, in + 11.6), 3.0) << in;
         EXPECT_LE(out, in + 11.6 + 0.01) << in;
@@ -139,7 +117,7 @@ TEST(Alc, SpeechLevels) {
 // and within 3 dB of where it settles; then full-scale clicks at full gain,
 // which the limiter meets at once: -32768 counts as 32768.
 TEST(Alc, LevelStepsAndClicks) {
-    const auto lo = zt::at_level(zt::speech8k(), -40), hi = zt::at_level(zt::speech8k(), -20);
+    const auto lo = zt::speech_at(-40), hi = zt::speech_at(-20);
     auto clicks = lo;
     for (std::size_t i = 40003; i < clicks.size(); i += 12007) clicks[i] = i % 2 ? 32767 : -32768;
     zt::AlcModel m;
@@ -167,73 +145,44 @@ TEST(Alc, LevelStepsAndClicks) {
     EXPECT_LE(seconds(2, 3.0), 3.0);
 }
 
-// Noise alone at -50 dBov keeps the gain of Init; after speech, clean or in
-// -50 dBov noise, the gain does not rise in 12 s of the noise.
-TEST(Alc, Noise) {
+// Noise alone at -50 dBov keeps the gain of Init. After speech, clean or in
+// -50 dBov noise (after a spurt that is undone), the gain does not rise in 12 s
+// of the noise. As the
+// constants stand, once a spurt has been kept the lifted noise value
+// 1456.7665 * speechLevel exceeds noiseFloorMax and the noise estimate sits on
+// it; levelRate never falls below 0.0025, so the first spurt never lifts it.
+TEST(Alc, NoiseAndTheNoiseEstimate) {
     zt::AlcModel init;
     run(zt::white_noise(80000, -50, 23), init);
     EXPECT_EQ(init.gain, 0.03125f);
-    const auto noise = zt::white_noise(8000 * 12, -50, 31);
-    for (double level : {-35.0, -15.0}) {
-        const auto s = zt::at_level(zt::speech8k(), level), bg = zt::white_noise(s.size(), -50, 37);
+    const auto noise = zt::white_noise(8000 * 12, -50, 31), burst = zt::white_noise(240, -20, 4);  // a spurt too short to keep
+    for (double level : {-45.0, -25.0, -5.0}) {
+        const auto s = zt::speech_at(level), bg = zt::white_noise(s.size(), -50, 37);
         std::vector<int16_t> noisy(s.size());
         for (std::size_t i = 0; i < s.size(); ++i) noisy[i] = zt::clamp16(s[i] + bg[i]);
-        for (const auto& x : {zt::cat({noise, noisy, noise}), zt::cat({s, std::vector<int16_t>(8000), s, noise})}) {
+        for (int clean : {0, 1}) {
+            const auto x = clean ? zt::cat({s, std::vector<int16_t>(8000), s, noise}) : zt::cat({burst, noise, noisy, noise});
             zt::AlcModel m;
             const std::size_t from = (x.size() - noise.size()) / 8;
             float start = 0;
-            int rose = 0;
-            run(x, m, [&](const zt::AlcModel& st, std::size_t b) { b == from ? start = st.gain : rose += b > from && st.gain > start; });
-            EXPECT_EQ(rose, 0) << level;
-            EXPECT_EQ(m.saturatedBlocks, 0) << level;
+            int rose = 0, spurts = 0, kept = 0, wrong = 0;  // spurts: as step 2 of the next block sees them
+            run(x, m, [&](const zt::AlcModel& st, std::size_t b) {
+                b == from ? start = st.gain : rose += b > from && st.gain > start;
+                wrong += st.levelRate < 0.0025f || (spurts >= 2 && st.noiseLevel != st.noiseFloorMax);
+                kept += spurts >= 2;
+                spurts = st.spurtCount;
+            });
+            EXPECT_EQ(rose + wrong + m.saturatedBlocks, 0) << level << " dBov: gain rose " << rose << ", facts broken " << wrong;
+            EXPECT_TRUE(!clean || kept > 10000) << level;
         }
     }
 }
 
-// As the constants stand: once a spurt has been kept, the lifted noise value
-// 1456.7665 * speechLevel exceeds noiseFloorMax and the noise estimate sits
-// on it; levelRate never falls below 0.0025, so the first spurt never lifts it.
-TEST(Alc, NoiseEstimateAfterTheFirstSpurtAndTheLevelRateFloor) {
-    for (double level : {-45.0, -25.0, -5.0}) {
-        const auto s = zt::at_level(zt::speech8k(), level);
-        zt::AlcModel m;
-        int spurts = 0, kept = 0, wrong = 0;  // spurts: as step 2 of the next block sees them
-        run(zt::cat({zt::white_noise(16000, -60, 9), s, zt::white_noise(16000, -70, 9), s}), m, [&](const zt::AlcModel& st, std::size_t) {
-            wrong += st.levelRate < 0.0025f || (spurts >= 2 && st.noiseLevel != st.noiseFloorMax);
-            kept += spurts >= 2;
-            spurts = st.spurtCount;
-        });
-        EXPECT_EQ(wrong, 0) << level;
-        EXPECT_GT(kept, 1000) << level;
-    }
-}
-
-// A spurt of 30 active blocks ends after exactly 200 blocks below threshold
-// and leaves no trace; a count past 200 ends nothing.
-TEST(Alc, ShortSpurtIsUndone) {
-    const zt::AlcModel init;
-    zt::AlcModel m;
-    int below = 0, ended = 0;
-    run(zt::cat({zt::white_noise(240, -20, 4), std::vector<int16_t>(8 * 800)}), m, [&](const zt::AlcModel& s, std::size_t b) {
-        below = s.peakLevel > s.threshold ? 0 : below + 1;
-        EXPECT_TRUE(b != 29 || (s.inSpurt && s.spurtCount == 1));
-        if (!ended && b > 30 && !s.inSpurt) ended = below;
-    });
-    EXPECT_EQ(ended, 200);
-    EXPECT_EQ(m.silenceCount, 200);
-    EXPECT_TRUE(m.spurtCount == 0 && m.speechPower == init.speechPower && m.desiredGain == init.desiredGain && m.levelRate == init.levelRate);
-}
-
 // The caller's side: any number of samples per call gives the whole-signal
-// result, the export's on the signal padded with zeros; zinsc alc writes it.
+// result; zinsc alc writes the export's on the file padded with zeros.
 TEST(AlcStage, AnyCallLengthAndTheTool) {
-    const std::vector<int16_t> x(zt::speech8k().begin(), zt::speech8k().begin() + 40001);
-    const auto whole = zc::level_signal(x, {25.0f, 3.0f, 6.0f});
-    zt::AlcModel m;
-    m.targetLevel = static_cast<float>(32768.0 / p10(25)), m.maxLevel = static_cast<float>(32768.0 / p10(3)), m.maxGain = static_cast<float>(p10(6));
-    auto y = run(zt::cat({x, std::vector<int16_t>(7)}), m);
-    EXPECT_EQ(std::vector<int16_t>(y.begin(), y.begin() + 40001), whole);
-    zc::LevelControl alc({25.0f, 3.0f, 6.0f});
+    const std::vector<int16_t> x(zt::speech8k.begin(), zt::speech8k.begin() + 40001);
+    zc::LevelControl alc;
     std::vector<int16_t> out;
     for (std::size_t at = 0, n = 0; at < x.size(); at += n) {
         n = std::min<std::size_t>(x.size() - at, zt::rng()() % 700);
@@ -241,18 +190,22 @@ TEST(AlcStage, AnyCallLengthAndTheTool) {
         alc.process(chunk.data(), n, out);
     }
     alc.finish(out);
-    EXPECT_EQ(out, whole);
+    EXPECT_EQ(out, zc::level_signal(x));
     EXPECT_EQ(zc::LevelControl({{}, {}, -3.0f}).status(), zinStsRangeErr);
 #ifdef ZINSC_TOOL
     const std::string in = ZINSC_SOURCE_DIR "/data/speech-8k.wav", tool = std::string(ZINSC_TOOL) + " alc ",
                       wav = std::filesystem::temp_directory_path() / ("zinsc_alc_" + std::to_string(::getpid()) + ".wav");
-    ASSERT_EQ(std::system((tool + "--target 20 --max-gain 15 --max-level 1 " + in + " " + wav + " >/dev/null").c_str()), 0);
+    ASSERT_EQ(std::system((tool + "--target 25 --max-level 3 --max-gain 6 " + in + " " + wav + " >/dev/null").c_str()), 0);
     zc::WavInfo info;
     std::string error;
-    ASSERT_TRUE(zc::read_wav(wav, y, info, error)) << error;
+    ASSERT_TRUE(zc::read_wav(wav, out, info, error)) << error;
     std::filesystem::remove(wav);
+    zt::AlcModel m;
+    m.targetLevel = static_cast<float>(32768.0 / p10(25)), m.maxLevel = static_cast<float>(32768.0 / p10(3)), m.maxGain = static_cast<float>(p10(6));
+    auto y = run(zt::cat({zt::speech8k, std::vector<int16_t>(7)}), m);
+    y.resize(zt::speech8k.size());
+    EXPECT_EQ(out, y);
     EXPECT_EQ(info.rate, 8000);
-    EXPECT_EQ(y, zc::level_signal(zt::speech8k(), {20.0f, 1.0f, 15.0f}));
     EXPECT_NE(std::system((tool + "--target -3 " + in + " " + wav + " 2>/dev/null").c_str()), 0);
 #endif
 }
