@@ -371,6 +371,22 @@ ZINSC_API ZinStatus zinsShortTermSynthesisFilter_GSMFR_16s(const Zin16s* pRC, co
 /* APCM inverse quantisation (4.2.16) of 13 codes with the mantissa factor and the shift 6 - exponent. */
 ZINSC_API ZinStatus zinsRPEQuantDecode_GSMFR_16s(const Zin16s* pSrc, Zin16s ampl, Zin16s amplSfs, Zin16s* pDst);
 
+/* ---- G.169 automatic level control ---------------------------------- */
+
+/* Opaque level-control state object (124 bytes, any alignment). */
+typedef struct ZinALCState_G169 ZinALCState_G169_16s;
+
+/* Writes the size in bytes of the level-control state object (124). */
+ZINSC_API ZinStatus zinsALCGetStateSize_G169_16s(int* pSize);
+/* Resets a level control: speech target 26.1 dB below full scale, peak limit 32767, maximum gain 11.6 dB. */
+ZINSC_API ZinStatus zinsALCInit_G169_16s(ZinALCState_G169_16s* pState);
+/* Sets the maximum gain in dB (not below 0); may come between blocks. */
+ZINSC_API ZinStatus zinsALCSetGain_G169_16s(Zin32f maxGainDb, ZinALCState_G169_16s* pState);
+/* Sets the speech target and the peak limit as attenuations in dB below full scale (not below 0). */
+ZINSC_API ZinStatus zinsALCSetLevel_G169_16s(Zin32f targetDb, Zin32f maxDb, ZinALCState_G169_16s* pState);
+/* Levels len samples (a multiple of 8, at least 8) at any rate; the gain is constant per block of 8. */
+ZINSC_API ZinStatus zinsALC_G169_16s(const Zin16s* pSrc, Zin16s* pDst, int len, ZinALCState_G169_16s* pState);
+
 #ifdef __cplusplus
 }
 #endif

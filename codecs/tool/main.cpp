@@ -29,6 +29,7 @@ const char* const kUsage =
     "  roundtrip  WAV through encoder and decoder to WAV, with the SNR\n"
     "  demo       the bundled speech through every codec, as a table\n"
     "  list       the codecs\n"
+    "  alc        G.169 level control of a WAV file (see zinsc alc --help)\n"
     "\n"
     "options:\n"
     "  -c, --codec NAME       codec, e.g. g726-32 (see `zinsc list`)\n"
@@ -316,7 +317,10 @@ int run_list() {
 
 }  // namespace
 
+int run_alc(int argc, char** argv);
+
 int main(int argc, char** argv) {
+    if (argc > 1 && std::strcmp(argv[1], "alc") == 0) return run_alc(argc - 2, argv + 2);
     const Args a = parse(argc, argv);
     if (a.command == "encode") return run_encode(a);
     if (a.command == "decode") return run_decode(a);
