@@ -316,7 +316,17 @@ constexpr WideCodebook<Rows> widen(const Zin16s (&cb)[Rows][10]) {
     return w;
 }
 inline constexpr WideCodebook<128> kLspCb1Wide = widen(kLspCb1);
-inline constexpr WideCodebook<32> kLspCb2Wide = widen(kLspCb2);
+// The second stage split in halves: columns 0..4 in entries 0..4, 5..9 in 8..12.
+constexpr WideCodebook<32> split_halves(const Zin16s (&cb)[32][10]) {
+    WideCodebook<32> w{};
+    for (int i = 0; i < 32; ++i)
+        for (int j = 0; j < 5; ++j) {
+            w.row[i][j] = cb[i][j];
+            w.row[i][8 + j] = cb[i][5 + j];
+        }
+    return w;
+}
+inline constexpr WideCodebook<32> kLspCb2Split = split_halves(kLspCb2);
 
 // ---- float forms ------------------------------------------------------------
 

@@ -45,7 +45,7 @@ inline i32 mpy32(i32 a, i32 b) { return mpy32(dhi(a), dlo(a), dhi(b), dlo(b)); }
 // saturating operators: the Q11 coefficients work in Q24 and shift by 6 at
 // the end, the halved Q10 set in Q23 and shifts by 7.
 template <int Q>
-i16 chebyshev(i16 x, const i16* f) {
+i16 chebyshev_sat(i16 x, const i16* f) {
     using namespace fx;
     constexpr i16 one = Q == 11 ? 256 : 128;     // b2 = 1.0
     constexpr i16 twice = Q == 11 ? 512 : 256;   // 2x
@@ -67,6 +67,50 @@ i16 chebyshev(i16 x, const i16* f) {
     t = msu32(t, b2l, 1);
     t = mac32(t, f[5], 2048);
     return high16(shl32(t, fin));
+}
+
+// The same in 64-bit exact arithmetic: every value of the recursion is even
+// and held exactly in the reference's double precision, so while no
+// operator saturates the two agree; the saturating form takes over as soon
+// as an intermediate leaves 32 bits. Only the final scaling saturates often.
+template <int Q>
+i16 chebyshev(i16 x, const i16* f) {
+    constexpr i64 one = Q == 11 ? i64{256} << 16 : i64{128} << 16;
+    constexpr i64 twice = Q == 11 ? 1024 : 512;
+    constexpr int fin = Q == 11 ? 6 : 7;
+    // In 32 bits exactly when v + 2^31 has no bit above bit 31.
+    auto fits = [](i64 v) { return (static_cast<std::uint64_t>(v) + 0x80000000u) >> 32 == 0; };
+    // t - b2 in the reference's two steps: the high half, then the low one.
+    auto minus = [&](i64 t, i64 b, bool& ok) {
+        const i64 hi = b >> 16;
+        ok &= (hi != -32768) & fits(t - (hi << 16)) & fits(t - b);
+        return t - b;
+    };
+    i64 b2 = one;
+    i64 b1 = x * twice + i64{f[1]} * 8192;
+    bool ok = true;
+    for (int i = 2; i < 5; ++i) {
+        const i64 h = b1 >> 16, l = (b1 >> 1) & 0x7FFF;
+        const i64 m = 2 * (h * x) + 2 * ((l * x) >> 15);
+        i64 t = 2 * m;
+        ok &= fits(m) & fits(t) & (h * x != 0x40000000);
+        t = minus(t, b2, ok);
+        t += i64{f[i]} * 8192;
+        ok &= fits(t);
+        b2 = b1;
+        b1 = t;
+    }
+    const i64 h = b1 >> 16, l = (b1 >> 1) & 0x7FFF;
+    i64 t = 2 * (h * x) + 2 * ((l * x) >> 15);
+    ok &= fits(t) & (h * x != 0x40000000);
+    t = minus(t, b2, ok);
+    t += i64{f[5]} * 4096;
+    ok &= fits(t);
+    if (!ok) return chebyshev_sat<Q>(x, f);
+    constexpr i64 lim = i64{1} << (31 - fin);
+    if (t >= lim) return fx::kMax16;
+    if (t < -lim) return fx::kMin16;
+    return static_cast<i16>(t >> (16 - fin));
 }
 
 }  // namespace

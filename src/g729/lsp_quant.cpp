@@ -80,6 +80,13 @@ int first_stage(const i16* t) {
     return cand;
 }
 
+// d * ((w * d) >> 15) per lane, summed in pairs into 32-bit lanes (wrapping).
+inline __m128i weighted_error(__m128i d, __m128i w) {
+    const __m128i lo = _mm_mullo_epi16(w, d), hi = _mm_mulhi_epi16(w, d);
+    const __m128i wd = _mm_or_si128(_mm_slli_epi16(hi, 1), _mm_srli_epi16(lo, 15));
+    return _mm_madd_epi16(d, wd);
+}
+
 // Rearrangement of the sum vector so that neighbours keep a distance.
 inline void expand(i16* b, int gap) {
     for (int j = 1; j < 10; ++j) {
@@ -108,26 +115,34 @@ Choice search(const Zin16s* lsf, const Zin16s* prev) {
         alignas(16) i16 t[16] = {};
         target(lsf, prev, m, t);
         const int cand = first_stage(t);
-        i16 r[10];
-        for (int j = 0; j < 10; ++j) r[j] = fx::sub16(t[j], kLspCb1[cand][j]);
+        // Second stage, both splits in one loop: low columns in lanes 0..4 of
+        // one vector, high columns in lanes 0..4 of the other, zeros beside.
+        alignas(16) i16 rs[16] = {}, ws[16] = {};
+        for (int j = 0; j < 5; ++j) {
+            rs[j] = fx::sub16(t[j], kLspCb1[cand][j]);
+            rs[8 + j] = fx::sub16(t[5 + j], kLspCb1[cand][5 + j]);
+            ws[j] = w[j];
+            ws[8 + j] = w[5 + j];
+        }
+        const __m128i rl = _mm_load_si128(reinterpret_cast<const __m128i*>(rs));
+        const __m128i rh = _mm_load_si128(reinterpret_cast<const __m128i*>(rs + 8));
+        const __m128i wl = _mm_load_si128(reinterpret_cast<const __m128i*>(ws));
+        const __m128i wh = _mm_load_si128(reinterpret_cast<const __m128i*>(ws + 8));
         i32 bl = fx::kMax32, bh = fx::kMax32;
         int low = 0, high = 0;
         for (int k = 0; k < 32; ++k) {
-            std::uint32_t el = 0, eh = 0;
-            for (int j = 0; j < 5; ++j) {
-                const i32 d = fx::sub16(r[j], kLspCb2[k][j]);
-                el += static_cast<std::uint32_t>(d * ((w[j] * d) >> 15));
-            }
-            for (int j = 5; j < 10; ++j) {
-                const i32 d = fx::sub16(r[j], kLspCb2[k][j]);
-                eh += static_cast<std::uint32_t>(d * ((w[j] * d) >> 15));
-            }
-            if (static_cast<i32>(el) < bl) {
-                bl = static_cast<i32>(el);
+            const __m128i* row = reinterpret_cast<const __m128i*>(kLspCb2Split.row[k]);
+            const __m128i el = weighted_error(_mm_subs_epi16(rl, _mm_load_si128(row)), wl);
+            const __m128i eh = weighted_error(_mm_subs_epi16(rh, _mm_load_si128(row + 1)), wh);
+            __m128i u = _mm_hadd_epi32(el, eh);
+            u = _mm_hadd_epi32(u, u);
+            const i32 e0 = _mm_cvtsi128_si32(u), e1 = _mm_extract_epi32(u, 1);
+            if (e0 < bl) {
+                bl = e0;
                 low = k;
             }
-            if (static_cast<i32>(eh) < bh) {
-                bh = static_cast<i32>(eh);
+            if (e1 < bh) {
+                bh = e1;
                 high = k;
             }
         }
