@@ -69,45 +69,27 @@ i16 chebyshev_sat(i16 x, const i16* f) {
     return high16(shl32(t, fin));
 }
 
-// The same in 64-bit exact arithmetic: every value of the recursion is even
-// and held exactly in the reference's double precision, so while no
-// operator saturates the two agree; the saturating form takes over as soon
-// as an intermediate leaves 32 bits. Only the final scaling saturates often.
+// The same in plain 32-bit arithmetic. Every value of the recursion is even
+// and held exactly in the reference's double precision, and while each b
+// stays below 2^29 in magnitude no operator can saturate (2x*b1 - b2 + f
+// stays below 2^31): then the two agree. When a b grows beyond, the
+// saturating form takes over. Only the final scaling saturates often.
 template <int Q>
 i16 chebyshev(i16 x, const i16* f) {
-    constexpr i64 one = Q == 11 ? i64{256} << 16 : i64{128} << 16;
-    constexpr i64 twice = Q == 11 ? 1024 : 512;
+    constexpr i32 twice = Q == 11 ? 1024 : 512;
     constexpr int fin = Q == 11 ? 6 : 7;
-    // In 32 bits exactly when v + 2^31 has no bit above bit 31.
-    auto fits = [](i64 v) { return (static_cast<std::uint64_t>(v) + 0x80000000u) >> 32 == 0; };
-    // t - b2 in the reference's two steps: the high half, then the low one.
-    auto minus = [&](i64 t, i64 b, bool& ok) {
-        const i64 hi = b >> 16;
-        ok &= (hi != -32768) & fits(t - (hi << 16)) & fits(t - b);
-        return t - b;
-    };
-    i64 b2 = one;
-    i64 b1 = x * twice + i64{f[1]} * 8192;
-    bool ok = true;
+    i32 b2 = Q == 11 ? 256 << 16 : 128 << 16;
+    i32 b1 = x * twice + f[1] * 8192;
+    std::uint32_t big = 0;
     for (int i = 2; i < 5; ++i) {
-        const i64 h = b1 >> 16, l = (b1 >> 1) & 0x7FFF;
-        const i64 m = 2 * (h * x) + 2 * ((l * x) >> 15);
-        i64 t = 2 * m;
-        ok &= fits(m) & fits(t) & (h * x != 0x40000000);
-        t = minus(t, b2, ok);
-        t += i64{f[i]} * 8192;
-        ok &= fits(t);
+        const i32 t = 2 * (2 * ((b1 >> 16) * x) + 2 * ((((b1 >> 1) & 0x7FFF) * x) >> 15)) - b2 + f[i] * 8192;
+        big |= static_cast<std::uint32_t>(t + (1 << 29)) >> 30;
         b2 = b1;
         b1 = t;
     }
-    const i64 h = b1 >> 16, l = (b1 >> 1) & 0x7FFF;
-    i64 t = 2 * (h * x) + 2 * ((l * x) >> 15);
-    ok &= fits(t) & (h * x != 0x40000000);
-    t = minus(t, b2, ok);
-    t += i64{f[5]} * 4096;
-    ok &= fits(t);
-    if (!ok) return chebyshev_sat<Q>(x, f);
-    constexpr i64 lim = i64{1} << (31 - fin);
+    if (big) return chebyshev_sat<Q>(x, f);
+    const i32 t = 2 * ((b1 >> 16) * x) + 2 * ((((b1 >> 1) & 0x7FFF) * x) >> 15) - b2 + f[5] * 4096;
+    constexpr i32 lim = 1 << (31 - fin);
     if (t >= lim) return fx::kMax16;
     if (t < -lim) return fx::kMin16;
     return static_cast<i16>(t >> (16 - fin));
@@ -236,44 +218,25 @@ bool levinson(const Zin32s* R, int order, Zin16s* lpc, Zin16s* rc, Zin16s* err) 
 
 // ---- LP to LSP ------------------------------------------------------------------
 
-void lpc_to_lsp(const Zin16s* a, const Zin16s* prev, Zin16s* lsp, const Zin16s* grid, int points, int bisections) {
+// The grid scan, bisections and interpolation of the root search; returns
+// the number of roots found.
+template <int Q>
+int find_roots(const i16* f1, const i16* f2, const Zin16s* grid, int points, int bisections, i16* out) {
     using namespace fx;
-    i16 f1[6], f2[6];
-    bool ovf = false;
-    f1[0] = 2048;
-    f2[0] = 2048;
-    for (int i = 0; i < 5; ++i) {
-        const i32 s = i32{a[i + 1]} + a[10 - i], d = i32{a[i + 1]} - a[10 - i];
-        f1[i + 1] = sub16(static_cast<i16>(s >> 1), f1[i], ovf);
-        f2[i + 1] = add16(static_cast<i16>(d >> 1), f2[i], ovf);
-    }
-    i16 (*cheb)(i16, const i16*) = chebyshev<11>;
-    if (ovf) {
-        cheb = chebyshev<10>;
-        f1[0] = 1024;
-        f2[0] = 1024;
-        for (int i = 0; i < 5; ++i) {
-            const i32 s = i32{a[i + 1]} + a[10 - i], d = i32{a[i + 1]} - a[10 - i];
-            f1[i + 1] = sub16(static_cast<i16>(s >> 2), f1[i]);
-            f2[i + 1] = add16(static_cast<i16>(d >> 2), f2[i]);
-        }
-    }
-
-    i16 out[10];
     int nf = 0;
     const i16* coef = f1;
     i16 xlow = grid[0];
-    i16 ylow = cheb(xlow, coef);
+    i16 ylow = chebyshev<Q>(xlow, coef);
     int j = 0;
     while (nf < 10 && j < points - 1) {
         ++j;
         i16 xhigh = xlow, yhigh = ylow;
         xlow = grid[j];
-        ylow = cheb(xlow, coef);
+        ylow = chebyshev<Q>(xlow, coef);
         if (i32{ylow} * yhigh > 0) continue;
         for (int b = 0; b < bisections; ++b) {
             const i16 xmid = static_cast<i16>((xlow >> 1) + (xhigh >> 1));
-            const i16 ymid = cheb(xmid, coef);
+            const i16 ymid = chebyshev<Q>(xmid, coef);
             if (i32{ylow} * ymid <= 0) {
                 yhigh = ymid;
                 xhigh = xmid;
@@ -301,8 +264,35 @@ void lpc_to_lsp(const Zin16s* a, const Zin16s* prev, Zin16s* lsp, const Zin16s* 
         out[nf++] = xint;
         xlow = xint;
         coef = coef == f1 ? f2 : f1;
-        ylow = cheb(xlow, coef);
+        ylow = chebyshev<Q>(xlow, coef);
     }
+    return nf;
+}
+
+void lpc_to_lsp(const Zin16s* a, const Zin16s* prev, Zin16s* lsp, const Zin16s* grid, int points, int bisections) {
+    using namespace fx;
+    i16 f1[6], f2[6];
+    bool ovf = false;
+    f1[0] = 2048;
+    f2[0] = 2048;
+    for (int i = 0; i < 5; ++i) {
+        const i32 s = i32{a[i + 1]} + a[10 - i], d = i32{a[i + 1]} - a[10 - i];
+        f1[i + 1] = sub16(static_cast<i16>(s >> 1), f1[i], ovf);
+        f2[i + 1] = add16(static_cast<i16>(d >> 1), f2[i], ovf);
+    }
+    if (ovf) {
+        f1[0] = 1024;
+        f2[0] = 1024;
+        for (int i = 0; i < 5; ++i) {
+            const i32 s = i32{a[i + 1]} + a[10 - i], d = i32{a[i + 1]} - a[10 - i];
+            f1[i + 1] = sub16(static_cast<i16>(s >> 2), f1[i]);
+            f2[i + 1] = add16(static_cast<i16>(d >> 2), f2[i]);
+        }
+    }
+
+    i16 out[10];
+    const int nf = ovf ? find_roots<10>(f1, f2, grid, points, bisections, out)
+                       : find_roots<11>(f1, f2, grid, points, bisections, out);
     if (nf < 10)
         std::memmove(lsp, prev, 10 * sizeof(Zin16s));
     else
