@@ -58,26 +58,40 @@ void target(const Zin16s* lsf, const Zin16s* prev, int m, i16* t) {
     }
 }
 
-// Nearest first-stage row in plain squared error, first of equals kept.
+// The index of the least error over four lanes, the smallest index on a tie.
+inline int first_of_least(__m128i best, __m128i bidx) {
+    alignas(16) i32 bv[4], bi[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(bv), best);
+    _mm_store_si128(reinterpret_cast<__m128i*>(bi), bidx);
+    int k = 0;
+    for (int l = 1; l < 4; ++l)
+        if (bv[l] < bv[k] || (bv[l] == bv[k] && bi[l] < bi[k])) k = l;
+    return bi[k];
+}
+
+// Nearest first-stage row in plain squared error, first of equals kept:
+// four rows at a time, lane k keeping the first best of rows k, k+4, ...;
+// the smallest index among the lanes that hold the least error wins.
 int first_stage(const i16* t) {
     const __m128i t0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t));
     const __m128i t1 = _mm_setr_epi16(t[8], t[9], 0, 0, 0, 0, 0, 0);
-    i32 best = fx::kMax32;
-    int cand = 0;
-    for (int i = 0; i < 128; ++i) {
+    __m128i best = _mm_set1_epi32(fx::kMax32), bidx = _mm_setzero_si128();
+    __m128i idx = _mm_setr_epi32(0, 1, 2, 3);
+    const __m128i four = _mm_set1_epi32(4);
+    auto err = [&](int i) {
         const __m128i* r = reinterpret_cast<const __m128i*>(kLspCb1Wide.row[i]);
         const __m128i d0 = _mm_subs_epi16(t0, _mm_load_si128(r));
         const __m128i d1 = _mm_subs_epi16(t1, _mm_load_si128(r + 1));
-        __m128i s = _mm_add_epi32(_mm_madd_epi16(d0, d0), _mm_madd_epi16(d1, d1));
-        s = _mm_add_epi32(s, _mm_shuffle_epi32(s, 0x4E));
-        s = _mm_add_epi32(s, _mm_shuffle_epi32(s, 0xB1));
-        const i32 e = _mm_cvtsi128_si32(s);
-        if (e < best) {
-            best = e;
-            cand = i;
-        }
+        return _mm_add_epi32(_mm_madd_epi16(d0, d0), _mm_madd_epi16(d1, d1));
+    };
+    for (int i = 0; i < 128; i += 4) {
+        const __m128i e = _mm_hadd_epi32(_mm_hadd_epi32(err(i), err(i + 1)), _mm_hadd_epi32(err(i + 2), err(i + 3)));
+        const __m128i lt = _mm_cmpgt_epi32(best, e);
+        best = _mm_blendv_epi8(best, e, lt);
+        bidx = _mm_blendv_epi8(bidx, idx, lt);
+        idx = _mm_add_epi32(idx, four);
     }
-    return cand;
+    return first_of_least(best, bidx);
 }
 
 // d * ((w * d) >> 15) per lane, summed in pairs into 32-bit lanes (wrapping).
@@ -128,24 +142,29 @@ Choice search(const Zin16s* lsf, const Zin16s* prev) {
         const __m128i rh = _mm_load_si128(reinterpret_cast<const __m128i*>(rs + 8));
         const __m128i wl = _mm_load_si128(reinterpret_cast<const __m128i*>(ws));
         const __m128i wh = _mm_load_si128(reinterpret_cast<const __m128i*>(ws + 8));
-        i32 bl = fx::kMax32, bh = fx::kMax32;
-        int low = 0, high = 0;
-        for (int k = 0; k < 32; ++k) {
+        // Four rows at a time, both splits: the error vectors gathered per
+        // split, each lane keeping its first best as in the first stage.
+        auto pair = [&](int k) {
             const __m128i* row = reinterpret_cast<const __m128i*>(kLspCb2Split.row[k]);
             const __m128i el = weighted_error(_mm_subs_epi16(rl, _mm_load_si128(row)), wl);
             const __m128i eh = weighted_error(_mm_subs_epi16(rh, _mm_load_si128(row + 1)), wh);
-            __m128i u = _mm_hadd_epi32(el, eh);
-            u = _mm_hadd_epi32(u, u);
-            const i32 e0 = _mm_cvtsi128_si32(u), e1 = _mm_extract_epi32(u, 1);
-            if (e0 < bl) {
-                bl = e0;
-                low = k;
-            }
-            if (e1 < bh) {
-                bh = e1;
-                high = k;
-            }
+            return _mm_hadd_epi32(el, eh);   // low pair sums, high pair sums
+        };
+        __m128i bestL = _mm_set1_epi32(fx::kMax32), bestH = bestL, idxL = _mm_setzero_si128(), idxH = idxL;
+        __m128i idx = _mm_setr_epi32(0, 1, 2, 3);
+        for (int k = 0; k < 32; k += 4) {
+            const __m128 v01 = _mm_castsi128_ps(_mm_hadd_epi32(pair(k), pair(k + 1)));      // L0 H0 L1 H1
+            const __m128 v23 = _mm_castsi128_ps(_mm_hadd_epi32(pair(k + 2), pair(k + 3)));  // L2 H2 L3 H3
+            const __m128i L = _mm_castps_si128(_mm_shuffle_ps(v01, v23, 0x88));
+            const __m128i H = _mm_castps_si128(_mm_shuffle_ps(v01, v23, 0xDD));
+            const __m128i ltL = _mm_cmpgt_epi32(bestL, L), ltH = _mm_cmpgt_epi32(bestH, H);
+            bestL = _mm_blendv_epi8(bestL, L, ltL);
+            idxL = _mm_blendv_epi8(idxL, idx, ltL);
+            bestH = _mm_blendv_epi8(bestH, H, ltH);
+            idxH = _mm_blendv_epi8(idxH, idx, ltH);
+            idx = _mm_add_epi32(idx, _mm_set1_epi32(4));
         }
+        const int low = first_of_least(bestL, idxL), high = first_of_least(bestH, idxH);
         i16 b[10];
         sum_rows(cand, low, high, b);
         std::uint32_t dd = 0;
