@@ -95,6 +95,34 @@ i16 chebyshev(i16 x, const i16* f) {
     return static_cast<i16>(t >> (16 - fin));
 }
 
+// Two points at once: independent chains that the processor overlaps.
+template <int Q>
+void chebyshev2(i16 x0, i16 x1, const i16* f, i16& y0, i16& y1) {
+    constexpr i32 twice = Q == 11 ? 1024 : 512;
+    constexpr int fin = Q == 11 ? 6 : 7;
+    constexpr i32 one = Q == 11 ? 256 << 16 : 128 << 16;
+    i32 p2 = one, q2 = one;
+    i32 p1 = x0 * twice + f[1] * 8192, q1 = x1 * twice + f[1] * 8192;
+    std::uint32_t bigp = 0, bigq = 0;
+    for (int i = 2; i < 5; ++i) {
+        const i32 tp = 2 * (2 * ((p1 >> 16) * x0) + 2 * ((((p1 >> 1) & 0x7FFF) * x0) >> 15)) - p2 + f[i] * 8192;
+        const i32 tq = 2 * (2 * ((q1 >> 16) * x1) + 2 * ((((q1 >> 1) & 0x7FFF) * x1) >> 15)) - q2 + f[i] * 8192;
+        bigp |= static_cast<std::uint32_t>(tp + (1 << 29)) >> 30;
+        bigq |= static_cast<std::uint32_t>(tq + (1 << 29)) >> 30;
+        p2 = p1;
+        p1 = tp;
+        q2 = q1;
+        q1 = tq;
+    }
+    constexpr i32 lim = 1 << (31 - fin);
+    auto finish = [&](i32 b1, i32 b2, i16 x) {
+        const i32 t = 2 * ((b1 >> 16) * x) + 2 * ((((b1 >> 1) & 0x7FFF) * x) >> 15) - b2 + f[5] * 4096;
+        return t >= lim ? fx::kMax16 : t < -lim ? fx::kMin16 : static_cast<i16>(t >> (16 - fin));
+    };
+    y0 = bigp ? chebyshev_sat<Q>(x0, f) : finish(p1, p2, x0);
+    y1 = bigq ? chebyshev_sat<Q>(x1, f) : finish(q1, q2, x1);
+}
+
 }  // namespace
 
 // ---- high-pass filter -------------------------------------------------------
@@ -225,14 +253,25 @@ int find_roots(const i16* f1, const i16* f2, const Zin16s* grid, int points, int
     using namespace fx;
     int nf = 0;
     const i16* coef = f1;
+    // Grid points are evaluated two at a time; the second value waits here.
+    int cj = -1;
+    i16 cy = 0;
+    auto grid_value = [&](int k) {
+        if (k == cj) return cy;
+        if (k + 1 >= points) return chebyshev<Q>(grid[k], coef);
+        i16 y;
+        chebyshev2<Q>(grid[k], grid[k + 1], coef, y, cy);
+        cj = k + 1;
+        return y;
+    };
     i16 xlow = grid[0];
-    i16 ylow = chebyshev<Q>(xlow, coef);
+    i16 ylow = grid_value(0);
     int j = 0;
     while (nf < 10 && j < points - 1) {
         ++j;
         i16 xhigh = xlow, yhigh = ylow;
         xlow = grid[j];
-        ylow = chebyshev<Q>(xlow, coef);
+        ylow = grid_value(j);
         if (i32{ylow} * yhigh > 0) continue;
         for (int b = 0; b < bisections; ++b) {
             const i16 xmid = static_cast<i16>((xlow >> 1) + (xhigh >> 1));
@@ -264,7 +303,14 @@ int find_roots(const i16* f1, const i16* f2, const Zin16s* grid, int points, int
         out[nf++] = xint;
         xlow = xint;
         coef = coef == f1 ? f2 : f1;
-        ylow = chebyshev<Q>(xlow, coef);
+        // The other polynomial at the root, together with the next grid point.
+        cj = -1;
+        if (j + 1 < points) {
+            chebyshev2<Q>(xlow, grid[j + 1], coef, ylow, cy);
+            cj = j + 1;
+        } else {
+            ylow = chebyshev<Q>(xlow, coef);
+        }
     }
     return nf;
 }
