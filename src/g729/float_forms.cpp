@@ -33,16 +33,22 @@ Poly expand_chebyshev(const double* f) {
 inline float horner(const Poly& p, float x) {
     return ((((p.c[5] * x + p.c[4]) * x + p.c[3]) * x + p.c[2]) * x + p.c[1]) * x + p.c[0];
 }
-template <int N>
-inline float at_grid(const Poly& p, const PowerGrid<N>& g, int i) {
-    const float* q = g.p[i];
+// A grid of N points: the Q15 cosines and their powers.
+struct Grid {
+    const Zin16s* x;
+    const float (*pw)[5];
+    int n;
+};
+
+inline float at_grid(const Poly& p, const Grid& g, int i) {
+    const float* q = g.pw[i];
     return p.c[0] + p.c[1] * q[0] + p.c[2] * q[1] + p.c[3] * q[2] + p.c[4] * q[3] + p.c[5] * q[4];
 }
 
 // One pass over the grid with the given step; returns the roots found.
-template <int N>
-int root_pass(const Poly* poly, const Zin16s (&grid)[N], const PowerGrid<N>& pg, int step, int bisections,
-              float* out) {
+int root_pass(const Poly* poly, const Grid& pg, int step, int bisections, float* out) {
+    const Zin16s* grid = pg.x;
+    const int N = pg.n;
     int nf = 0, ip = 0, j = 0;
     float xlow = grid[0] / 32768.0f;
     float ylow = at_grid(poly[0], pg, 0);
@@ -92,9 +98,7 @@ int root_pass(const Poly* poly, const Zin16s (&grid)[N], const PowerGrid<N>& pg,
     return nf;
 }
 
-template <int N>
-void lpc_to_lsp_f(const float* a, const float* prev, float* lsp, const Zin16s (&grid)[N], const PowerGrid<N>& pg,
-                  int bisections) {
+void lpc_to_lsp_f(const float* a, const float* prev, float* lsp, const Grid& pg, int bisections) {
     double f1[6], f2[6];
     f1[0] = f2[0] = 1.0;
     for (int i = 0; i < 5; ++i) {
@@ -103,7 +107,7 @@ void lpc_to_lsp_f(const float* a, const float* prev, float* lsp, const Zin16s (&
     }
     const Poly poly[2] = {expand_chebyshev(f1), expand_chebyshev(f2)};
     float out[10];
-    if (root_pass(poly, grid, pg, 2, bisections, out) == 10 || root_pass(poly, grid, pg, 1, bisections, out) == 10)
+    if (root_pass(poly, pg, 2, bisections, out) == 10 || root_pass(poly, pg, 1, bisections, out) == 10)
         std::memcpy(lsp, out, sizeof out);
     else
         std::memmove(lsp, prev, 10 * sizeof(float));
@@ -273,13 +277,13 @@ ZinStatus body::zinsLevinsonDurbin_G729_32f(const Zin32f* pSrcAutoCorr, int orde
 
 ZinStatus body::zinsLPCToLSP_G729_32f(const Zin32f* pSrcLPC, const Zin32f* pSrcPrevLsp, Zin32f* pDstLSP) {
     if (!pSrcLPC || !pSrcPrevLsp || !pDstLSP) return zinStsNullPtrErr;
-    g729::lpc_to_lsp_f(pSrcLPC, pSrcPrevLsp, pDstLSP, g729::kGrid61, g729::kPowerGrid61, 4);
+    g729::lpc_to_lsp_f(pSrcLPC, pSrcPrevLsp, pDstLSP, {g729::kGrid61, g729::kPowerGrid61.p, 61}, 4);
     return zinStsNoErr;
 }
 
 ZinStatus body::zinsLPCToLSP_G729A_32f(const Zin32f* pSrcLPC, const Zin32f* pSrcPrevLsp, Zin32f* pDstLSP) {
     if (!pSrcLPC || !pSrcPrevLsp || !pDstLSP) return zinStsNullPtrErr;
-    g729::lpc_to_lsp_f(pSrcLPC, pSrcPrevLsp, pDstLSP, g729::kGrid51, g729::kPowerGrid51, 2);
+    g729::lpc_to_lsp_f(pSrcLPC, pSrcPrevLsp, pDstLSP, {g729::kGrid51, g729::kPowerGrid51.p, 51}, 2);
     return zinStsNoErr;
 }
 

@@ -69,6 +69,14 @@ i16 chebyshev_sat(i16 x, const i16* f) {
     return high16(shl32(t, fin));
 }
 
+// One Clenshaw step k * x * b1 - b2 + c in the double-precision product of
+// the reference, wrapping (a wrapped value is always caught as too big).
+inline i32 clenshaw(i32 b1, i32 b2, i16 x, std::uint32_t k, i32 c) {
+    const std::uint32_t m = 2u * static_cast<std::uint32_t>((b1 >> 16) * x) +
+                            2u * static_cast<std::uint32_t>((((b1 >> 1) & 0x7FFF) * x) >> 15);
+    return static_cast<i32>(k * m - static_cast<std::uint32_t>(b2) + static_cast<std::uint32_t>(c));
+}
+
 // The same in plain 32-bit arithmetic. Every value of the recursion is even
 // and held exactly in the reference's double precision, and while each b
 // stays below 2^29 in magnitude no operator can saturate (2x*b1 - b2 + f
@@ -82,13 +90,13 @@ i16 chebyshev(i16 x, const i16* f) {
     i32 b1 = x * twice + f[1] * 8192;
     std::uint32_t big = 0;
     for (int i = 2; i < 5; ++i) {
-        const i32 t = 2 * (2 * ((b1 >> 16) * x) + 2 * ((((b1 >> 1) & 0x7FFF) * x) >> 15)) - b2 + f[i] * 8192;
-        big |= static_cast<std::uint32_t>(t + (1 << 29)) >> 30;
+        const i32 t = clenshaw(b1, b2, x, 2, f[i] * 8192);
+        big |= (static_cast<std::uint32_t>(t) + (1u << 29)) >> 30;
         b2 = b1;
         b1 = t;
     }
     if (big) return chebyshev_sat<Q>(x, f);
-    const i32 t = 2 * ((b1 >> 16) * x) + 2 * ((((b1 >> 1) & 0x7FFF) * x) >> 15) - b2 + f[5] * 4096;
+    const i32 t = clenshaw(b1, b2, x, 1, f[5] * 4096);
     constexpr i32 lim = 1 << (31 - fin);
     if (t >= lim) return fx::kMax16;
     if (t < -lim) return fx::kMin16;
@@ -105,10 +113,10 @@ void chebyshev2(i16 x0, i16 x1, const i16* f, i16& y0, i16& y1) {
     i32 p1 = x0 * twice + f[1] * 8192, q1 = x1 * twice + f[1] * 8192;
     std::uint32_t bigp = 0, bigq = 0;
     for (int i = 2; i < 5; ++i) {
-        const i32 tp = 2 * (2 * ((p1 >> 16) * x0) + 2 * ((((p1 >> 1) & 0x7FFF) * x0) >> 15)) - p2 + f[i] * 8192;
-        const i32 tq = 2 * (2 * ((q1 >> 16) * x1) + 2 * ((((q1 >> 1) & 0x7FFF) * x1) >> 15)) - q2 + f[i] * 8192;
-        bigp |= static_cast<std::uint32_t>(tp + (1 << 29)) >> 30;
-        bigq |= static_cast<std::uint32_t>(tq + (1 << 29)) >> 30;
+        const i32 tp = clenshaw(p1, p2, x0, 2, f[i] * 8192);
+        const i32 tq = clenshaw(q1, q2, x1, 2, f[i] * 8192);
+        bigp |= (static_cast<std::uint32_t>(tp) + (1u << 29)) >> 30;
+        bigq |= (static_cast<std::uint32_t>(tq) + (1u << 29)) >> 30;
         p2 = p1;
         p1 = tp;
         q2 = q1;
@@ -116,7 +124,7 @@ void chebyshev2(i16 x0, i16 x1, const i16* f, i16& y0, i16& y1) {
     }
     constexpr i32 lim = 1 << (31 - fin);
     auto finish = [&](i32 b1, i32 b2, i16 x) {
-        const i32 t = 2 * ((b1 >> 16) * x) + 2 * ((((b1 >> 1) & 0x7FFF) * x) >> 15) - b2 + f[5] * 4096;
+        const i32 t = clenshaw(b1, b2, x, 1, f[5] * 4096);
         return t >= lim ? fx::kMax16 : t < -lim ? fx::kMin16 : static_cast<i16>(t >> (16 - fin));
     };
     y0 = bigp ? chebyshev_sat<Q>(x0, f) : finish(p1, p2, x0);
