@@ -25,6 +25,7 @@ struct CodecOptions {
     PcmLaw law = PcmLaw::Linear;      // decoder output (G.726)
     Packing packing = Packing::Rfc3551;
     bool wav49 = false;               // GSM 06.10: 65-octet frame pairs
+    bool itu = false;                 // the stream format of the ITU conformance sequences (-f itu)
 };
 
 // A running encoder: takes 16-bit linear samples at the codec's sampling
