@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -20,10 +21,17 @@ enum class PcmLaw { Linear, ALaw, MuLaw };
 // significant bits.
 enum class Packing { Rfc3551, Aal2 };
 
+// Stream format of codecs with more than one: the RFC 3551 payload, or the
+// ITU test-sequence form (one 16-bit little-endian word per codeword).
+enum class StreamFormat { Rfc3551, Itu };
+
 struct CodecOptions {
     PcmLaw law = PcmLaw::Linear;      // decoder output (G.726)
     Packing packing = Packing::Rfc3551;
     bool wav49 = false;               // GSM 06.10: 65-octet frame pairs
+    StreamFormat format = StreamFormat::Rfc3551;  // G.728
+    bool postfilter = true;           // G.728 decoder
+    std::string erasures;             // G.728 decoder: '0'/'1' per 10 ms frame, repeated; empty for none
 };
 
 // A running encoder: takes 16-bit linear samples at the codec's sampling
@@ -42,6 +50,9 @@ class Decoder {
 public:
     virtual ~Decoder() = default;
     virtual void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) = 0;
+    // Why the stream so far is not a valid one (empty when it is), for codecs
+    // whose streams can be malformed.
+    virtual std::string error() const { return {}; }
 };
 
 struct CodecInfo {

@@ -5,6 +5,9 @@
 #include "g728.h"
 
 #include <cstring>
+#include <memory>
+
+#include "codec.h"
 
 #include "g728_tables.h"
 #include "zinsc.h"
@@ -587,4 +590,118 @@ void pack_rfc3551(const uint16_t* cw, std::size_t count, std::vector<uint8_t>& o
     }
 }
 
+namespace {
+
+class G728Encoder final : public Encoder {
+public:
+    explicit G728Encoder(const CodecOptions& o) : itu_(o.format == StreamFormat::Itu) {}
+    void encode(const int16_t* pcm, std::size_t samples, std::vector<uint8_t>& out) override {
+        for (std::size_t i = 0; i < samples; ++i) {
+            pending_[npending_++] = pcm[i];
+            if (npending_ == kVector) {
+                put(core_.encode(pending_), out);
+                npending_ = 0;
+            }
+        }
+    }
+    // A trailing partial vector is coded with zeros after it; the RFC 3551
+    // form also fills its last group of four codewords with zero samples.
+    void finish(std::vector<uint8_t>& out) override {
+        if (npending_ > 0) {
+            while (npending_ < kVector) pending_[npending_++] = 0;
+            put(core_.encode(pending_), out);
+            npending_ = 0;
+        }
+        const int16_t zeros[kVector] = {};
+        while (!itu_ && ngroup_ != 0) put(core_.encode(zeros), out);
+    }
+
+private:
+    void put(uint16_t cw, std::vector<uint8_t>& out) {
+        if (itu_) {
+            out.push_back(static_cast<uint8_t>(cw & 0xFF));
+            out.push_back(static_cast<uint8_t>(cw >> 8));
+            return;
+        }
+        group_[ngroup_++] = cw;
+        if (ngroup_ == 4) {
+            pack_rfc3551(group_, 4, out);
+            ngroup_ = 0;
+        }
+    }
+
+    EncoderCore core_;
+    bool itu_;
+    int16_t pending_[kVector] = {};
+    int npending_ = 0;
+    uint16_t group_[4] = {};
+    int ngroup_ = 0;
+};
+
+class G728Decoder final : public Decoder {
+public:
+    explicit G728Decoder(const CodecOptions& o)
+        : core_(o.postfilter || !o.erasures.empty()), itu_(o.format == StreamFormat::Itu), mask_(o.erasures) {}
+    void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) override {
+        if (!error_.empty()) return;
+        pending_.insert(pending_.end(), data, data + bytes);
+        std::size_t used = 0;
+        if (itu_) {
+            for (; used + 2 <= pending_.size(); used += 2) {
+                const uint16_t cw = static_cast<uint16_t>(pending_[used] | (pending_[used + 1] << 8));
+                if (cw > 0x3FF) {
+                    error_ = "codeword " + std::to_string(ncw_) + " has bits above bit 9 set (0x" + hex(cw) +
+                             "); not a G.728 ITU-format stream";
+                    return;
+                }
+                run(cw, out);
+            }
+        } else {
+            for (; used + 5 <= pending_.size(); used += 5)
+                for (uint16_t cw : unpack_rfc3551(&pending_[used], 5)) run(cw, out);
+        }
+        pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(used));
+    }
+    std::string error() const override {
+        if (!error_.empty()) return error_;
+        if (!pending_.empty())
+            return itu_ ? "odd number of bytes: the ITU format holds one 16-bit word per codeword"
+                        : "stream length is not a multiple of 5 octets (RFC 3551 G.728 groups)";
+        return {};
+    }
+
+private:
+    static std::string hex(unsigned v) {
+        static const char* d = "0123456789ABCDEF";
+        std::string s;
+        for (int sh = 12; sh >= 0; sh -= 4) s += d[(v >> sh) & 15];
+        return s;
+    }
+    void run(uint16_t cw, std::vector<int16_t>& out) {
+        if (!mask_.empty() && ncw_ % kFrameVectors == 0) {
+            if (mask_[(ncw_ / kFrameVectors) % mask_.size()] == '1') core_.erase_next_frame();
+        }
+        ++ncw_;
+        const std::size_t at = out.size();
+        out.resize(at + kVector);
+        core_.decode(cw, &out[at]);
+    }
+
+    DecoderCore core_;
+    bool itu_;
+    std::string mask_;
+    std::vector<uint8_t> pending_;
+    std::size_t ncw_ = 0;
+    std::string error_;
+};
+
+std::unique_ptr<zc::Encoder> make_encoder(const CodecOptions& o) { return std::make_unique<G728Encoder>(o); }
+std::unique_ptr<zc::Decoder> make_decoder(const CodecOptions& o) { return std::make_unique<G728Decoder>(o); }
+
+}  // namespace
 }  // namespace zc::g728
+
+namespace zc {
+extern const CodecInfo kG728 = {"g728", "ITU-T G.728 LD-CELP, 16 kbit/s", 8000, 16000, g728::make_encoder,
+                                g728::make_decoder};
+}  // namespace zc
