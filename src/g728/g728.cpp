@@ -9,6 +9,8 @@
 // in 64 bits here and saturate where it saturates.
 #include "g728_internal.h"
 
+#include <immintrin.h>
+
 #include <cstring>
 
 #include "../frame/registry.h"
@@ -231,19 +233,43 @@ ZinStatus win_block(int mode, const i16* exps, const i16* src, i16* dst, void* s
 
 // ---- Levinson-Durbin -------------------------------------------------------
 
-// floor((num << 16) / den) for 0 <= num < den, by the recommendation's
-// 16-step restoring division; a num at or above den gives 65535.
-inline i64 divide16(i64 num, i64 den) {
-    i64 q = 0;
-    for (int n = 0; n < 16; ++n) {
-        q <<= 1;
-        num <<= 1;
-        if (num >= den) {
-            num -= den;
-            ++q;
-        }
+// floor((num << 16) / den) for 0 <= num < den: the quotient of the
+// recommendation's 16-step restoring division, which gives 65535 for a num at
+// or above den.
+inline i64 divide16(i64 num, i64 den) { return num >= den ? 65535 : (num << 16) / den; }
+
+// The step-6 update of all n coefficients at once, a[f] + k a[n-1-f] with the
+// reflection coefficient k (Q15): with h = a[f] 2^15 + k a[n-1-f], the 32-bit
+// sum of the recursion is 2h, and its rounded high word is
+// min((h + 2^14) >> 15, 32767). False, with nothing written, when a sum leaves
+// 32 bits (the caller then runs the pairs one by one, halving as it goes).
+bool update_all(i16* a, int n, i64 k) {
+    alignas(16) i16 cur[64] = {}, rev[64] = {};
+    std::memcpy(cur, a, sizeof(i16) * n);
+    for (int f = 0; f < n; ++f) rev[f] = a[n - 1 - f];
+    const __m128i coef = _mm_set1_epi32(static_cast<i32>((static_cast<std::uint32_t>(static_cast<std::uint16_t>(-k)) << 16) | 0x8000u));
+    const __m128i lo = _mm_set1_epi32(-(1 << 30) + 1), hi = _mm_set1_epi32(1 << 30);
+    const __m128i half = _mm_set1_epi32(1 << 14);
+    __m128i bad = _mm_setzero_si128();
+    __m128i res[8];
+    const int blocks = (n + 7) >> 3;
+    for (int b = 0; b < blocks; ++b) {
+        const __m128i x = _mm_load_si128(reinterpret_cast<const __m128i*>(cur + 8 * b));
+        const __m128i y = _mm_load_si128(reinterpret_cast<const __m128i*>(rev + 8 * b));
+        // -(x 2^15 + k y) by pairs (x, y) . (-2^15, -k)
+        const __m128i n0 = _mm_madd_epi16(_mm_unpacklo_epi16(x, y), coef);
+        const __m128i n1 = _mm_madd_epi16(_mm_unpackhi_epi16(x, y), coef);
+        bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpgt_epi32(n0, hi), _mm_cmpgt_epi32(lo, n0)));
+        bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpgt_epi32(n1, hi), _mm_cmpgt_epi32(lo, n1)));
+        const __m128i h0 = _mm_srai_epi32(_mm_sub_epi32(half, n0), 15);
+        const __m128i h1 = _mm_srai_epi32(_mm_sub_epi32(half, n1), 15);
+        res[b] = _mm_packs_epi32(h0, h1);
     }
-    return q;
+    if (!_mm_testz_si128(bad, bad)) return false;
+    alignas(16) i16 out[64];
+    for (int b = 0; b < blocks; ++b) _mm_store_si128(reinterpret_cast<__m128i*>(out + 8 * b), res[b]);
+    std::memcpy(a, out, sizeof(i16) * n);
+    return true;
 }
 
 inline ZinStatus lpc_fail(int order, int limit) { return order < limit ? zinStsLpcCalcErr : zinStsOverflow; }
@@ -263,18 +289,20 @@ ZinStatus durbin_from(const i16* r, int start, int end, i16* a, i16* energy, i16
         const i64 e = alpha * 65536 + rc * num_signed;
         if (e <= 0) return lpc_fail(i + 1, 12);
         alpha = round_high(e);
-        for (int f = 0, g = i - 1; f <= g; ++f, --g) {
-            i64 d0 = i64{a[f]} * 65536 + rc * a[g];
-            i64 d1 = i64{a[g]} * 65536 + rc * a[f];
-            if (d0 != static_cast<i32>(d0) || d1 != static_cast<i32>(d1)) {
-                ++nrs;
-                for (int j = 0; j < i; ++j) a[j] = static_cast<i16>(a[j] >> 1);
-                d0 = i64{a[f]} * 65536 + rc * a[g];
-                d1 = i64{a[g]} * 65536 + rc * a[f];
+        if (!update_all(a, i, rc >> 1)) {
+            for (int f = 0, g = i - 1; f <= g; ++f, --g) {
+                i64 d0 = i64{a[f]} * 65536 + rc * a[g];
+                i64 d1 = i64{a[g]} * 65536 + rc * a[f];
+                if (d0 != static_cast<i32>(d0) || d1 != static_cast<i32>(d1)) {
+                    // Halve every coefficient of the order and try the pair again.
+                    ++nrs;
+                    for (int j = 0; j < i; ++j) a[j] = static_cast<i16>(a[j] >> 1);
+                    d0 = i64{a[f]} * 65536 + rc * a[g];
+                    d1 = i64{a[g]} * 65536 + rc * a[f];
+                }
+                a[f] = static_cast<i16>(round_high(d0));
+                a[g] = static_cast<i16>(round_high(d1));
             }
-            const i64 nf = round_high(d0), ng = round_high(d1);
-            a[f] = static_cast<i16>(nf);
-            a[g] = static_cast<i16>(ng);
         }
         i16 ai = static_cast<i16>(round_high((quo << 15) >> nrs));
         a[i] = num_signed > 0 ? static_cast<i16>(-ai) : ai;
