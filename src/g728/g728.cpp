@@ -238,44 +238,10 @@ ZinStatus win_block(int mode, const i16* exps, const i16* src, i16* dst, void* s
 // or above den.
 inline i64 divide16(i64 num, i64 den) { return num >= den ? 65535 : (num << 16) / den; }
 
-// The step-6 update of all n coefficients at once, a[f] + k a[n-1-f] with the
-// reflection coefficient k (Q15): with h = a[f] 2^15 + k a[n-1-f], the 32-bit
-// sum of the recursion is 2h, and its rounded high word is
-// min((h + 2^14) >> 15, 32767). False, with nothing written, when a sum leaves
-// 32 bits (the caller then runs the pairs one by one, halving as it goes).
-bool update_all(i16* a, int n, i64 k) {
-    alignas(16) i16 cur[64] = {}, rev[64] = {};
-    std::memcpy(cur, a, sizeof(i16) * n);
-    for (int f = 0; f < n; ++f) rev[f] = a[n - 1 - f];
-    const __m128i coef = _mm_set1_epi32(static_cast<i32>((static_cast<std::uint32_t>(static_cast<std::uint16_t>(-k)) << 16) | 0x8000u));
-    const __m128i lo = _mm_set1_epi32(-(1 << 30) + 1), hi = _mm_set1_epi32(1 << 30);
-    const __m128i half = _mm_set1_epi32(1 << 14);
-    __m128i bad = _mm_setzero_si128();
-    __m128i res[8];
-    const int blocks = (n + 7) >> 3;
-    for (int b = 0; b < blocks; ++b) {
-        const __m128i x = _mm_load_si128(reinterpret_cast<const __m128i*>(cur + 8 * b));
-        const __m128i y = _mm_load_si128(reinterpret_cast<const __m128i*>(rev + 8 * b));
-        // -(x 2^15 + k y) by pairs (x, y) . (-2^15, -k)
-        const __m128i n0 = _mm_madd_epi16(_mm_unpacklo_epi16(x, y), coef);
-        const __m128i n1 = _mm_madd_epi16(_mm_unpackhi_epi16(x, y), coef);
-        bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpgt_epi32(n0, hi), _mm_cmpgt_epi32(lo, n0)));
-        bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpgt_epi32(n1, hi), _mm_cmpgt_epi32(lo, n1)));
-        const __m128i h0 = _mm_srai_epi32(_mm_sub_epi32(half, n0), 15);
-        const __m128i h1 = _mm_srai_epi32(_mm_sub_epi32(half, n1), 15);
-        res[b] = _mm_packs_epi32(h0, h1);
-    }
-    if (!_mm_testz_si128(bad, bad)) return false;
-    alignas(16) i16 out[64];
-    for (int b = 0; b < blocks; ++b) _mm_store_si128(reinterpret_cast<__m128i*>(out + 8 * b), res[b]);
-    std::memcpy(a, out, sizeof(i16) * n);
-    return true;
-}
-
 inline ZinStatus lpc_fail(int order, int limit) { return order < limit ? zinStsLpcCalcErr : zinStsOverflow; }
 
-// Orders start+1 .. end on a[0..end-1] (Q(15 - nrs)), energy alpha.
-ZinStatus durbin_from(const i16* r, int start, int end, i16* a, i16* energy, i16* scale, i64 alpha, int nrs) {
+// The recursion on the caller's arrays, one pair at a time (orders above 50).
+ZinStatus durbin_wide(const i16* r, int start, int end, i16* a, i16* energy, i16* scale, i64 alpha, int nrs) {
     for (int i = start; i < end; ++i) {
         i64 sum = 0;
         for (int n = 0; n < i; ++n) sum += i32{r[1 + n]} * a[i - 1 - n];
@@ -289,7 +255,7 @@ ZinStatus durbin_from(const i16* r, int start, int end, i16* a, i16* energy, i16
         const i64 e = alpha * 65536 + rc * num_signed;
         if (e <= 0) return lpc_fail(i + 1, 12);
         alpha = round_high(e);
-        if (!update_all(a, i, rc >> 1)) {
+        {
             for (int f = 0, g = i - 1; f <= g; ++f, --g) {
                 i64 d0 = i64{a[f]} * 65536 + rc * a[g];
                 i64 d1 = i64{a[g]} * 65536 + rc * a[f];
@@ -311,6 +277,128 @@ ZinStatus durbin_from(const i16* r, int start, int end, i16* a, i16* energy, i16
     if (15 - nrs < 13) return lpc_fail(end, 10);
     *energy = static_cast<i16>(alpha);
     return zinStsNoErr;
+}
+
+// Working storage of the recursion: the coefficients with eight zero words
+// before them and zeros after the current order, and the autocorrelation
+// with zeros before it, so that reversed 8-word blocks load in bounds.
+struct Work {
+    alignas(16) i16 abuf[8 + 64 + 8];
+    alignas(16) i16 rbuf[8 + 56];
+    i16* a() { return abuf + 8; }
+    const i16* r() const { return rbuf + 8; }
+};
+
+inline __m128i reverse8(__m128i v) {
+    return _mm_shuffle_epi8(v, _mm_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1));
+}
+
+// sum over f < n of a[f] r[n - f], exact; a[n..] is zero.
+inline i64 lag_sum(Work& w, int n) {
+    const i16* a = w.a();
+    const i16* r = w.r();
+    __m128i acc = _mm_setzero_si128();
+    __m128i wrapped = _mm_setzero_si128();
+    const __m128i min32 = _mm_set1_epi32(fx::kMin32);
+    for (int f = 0; f < n; f += 8) {
+        const __m128i x = _mm_load_si128(reinterpret_cast<const __m128i*>(a + f));
+        const __m128i y = reverse8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(r + n - f - 7)));
+        const __m128i m = _mm_madd_epi16(x, y);
+        // a pair sum of 2^31 (two products of -32768 by -32768) wraps to INT_MIN
+        wrapped = _mm_or_si128(wrapped, _mm_cmpeq_epi32(m, min32));
+        acc = _mm_add_epi64(acc, _mm_add_epi64(_mm_cvtepi32_epi64(m), _mm_cvtepi32_epi64(_mm_srli_si128(m, 8))));
+    }
+    if (!_mm_testz_si128(wrapped, wrapped)) [[unlikely]] {
+        i64 s = 0;
+        for (int f = 0; f < n; ++f) s += i32{a[f]} * r[n - f];
+        return s;
+    }
+    return _mm_cvtsi128_si64(acc) + _mm_extract_epi64(acc, 1);
+}
+
+// The step-6 update of all n coefficients at once, a[f] + k a[n-1-f] with the
+// reflection coefficient k (Q15): with h = a[f] 2^15 + k a[n-1-f], the 32-bit
+// sum of the recursion is 2h, and its rounded high word is
+// min((h + 2^14) >> 15, 32767). False, with nothing written, when a sum leaves
+// 32 bits (the caller then runs the pairs one by one, halving as it goes).
+bool update_all(Work& w, int n, i64 k) {
+    i16* a = w.a();
+    const __m128i coef = _mm_set1_epi32(
+        static_cast<i32>((static_cast<std::uint32_t>(static_cast<std::uint16_t>(-k)) << 16) | 0x8000u));
+    const __m128i lo = _mm_set1_epi32(-(1 << 30) + 1), hi = _mm_set1_epi32(1 << 30);
+    const __m128i half = _mm_set1_epi32(1 << 14);
+    __m128i bad = _mm_setzero_si128();
+    __m128i res[8];
+    const int blocks = (n + 7) >> 3;
+    for (int b = 0; b < blocks; ++b) {
+        const __m128i x = _mm_load_si128(reinterpret_cast<const __m128i*>(a + 8 * b));
+        const __m128i y = reverse8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(a + n - 8 - 8 * b)));
+        // -(x 2^15 + k y) by pairs (x, y) . (-2^15, -k)
+        const __m128i n0 = _mm_madd_epi16(_mm_unpacklo_epi16(x, y), coef);
+        const __m128i n1 = _mm_madd_epi16(_mm_unpackhi_epi16(x, y), coef);
+        bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpgt_epi32(n0, hi), _mm_cmpgt_epi32(lo, n0)));
+        bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpgt_epi32(n1, hi), _mm_cmpgt_epi32(lo, n1)));
+        res[b] = _mm_packs_epi32(_mm_srai_epi32(_mm_sub_epi32(half, n0), 15), _mm_srai_epi32(_mm_sub_epi32(half, n1), 15));
+    }
+    if (!_mm_testz_si128(bad, bad)) return false;
+    for (int b = 0; b < blocks; ++b) _mm_store_si128(reinterpret_cast<__m128i*>(a + 8 * b), res[b]);
+    return true;
+}
+
+// Orders start+1 .. end on a[0..end-1] (Q(15 - nrs)), energy alpha.
+ZinStatus durbin_run(Work& w, int start, int end, i16* energy, i16* scale, i64 alpha, int nrs) {
+    i16* a = w.a();
+    const i16* r = w.r();
+    for (int i = start; i < end; ++i) {
+        const i32 s = fx::sat32(i64{r[i + 1]} * 65536 + lag_sum(w, i) * (i64{2} << nrs));
+        const i64 num_signed = round_high(s);
+        const i64 num = num_signed < 0 ? -num_signed : num_signed;
+        if (num >= alpha) return lpc_fail(i + 1, 12);
+        const i64 quo = divide16(num, alpha);
+        i64 rc = round_high(quo << 15) * 2;
+        if (num_signed > 0) rc = -rc;
+        const i64 e = alpha * 65536 + rc * num_signed;
+        if (e <= 0) return lpc_fail(i + 1, 12);
+        alpha = round_high(e);
+        if (!update_all(w, i, rc >> 1)) {
+            for (int f = 0, g = i - 1; f <= g; ++f, --g) {
+                i64 d0 = i64{a[f]} * 65536 + rc * a[g];
+                i64 d1 = i64{a[g]} * 65536 + rc * a[f];
+                if (d0 != static_cast<i32>(d0) || d1 != static_cast<i32>(d1)) {
+                    // Halve every coefficient of the order and try the pair again.
+                    ++nrs;
+                    for (int j = 0; j < i; ++j) a[j] = static_cast<i16>(a[j] >> 1);
+                    d0 = i64{a[f]} * 65536 + rc * a[g];
+                    d1 = i64{a[g]} * 65536 + rc * a[f];
+                }
+                a[f] = static_cast<i16>(round_high(d0));
+                a[g] = static_cast<i16>(round_high(d1));
+            }
+        }
+        const i16 ai = static_cast<i16>(round_high((quo << 15) >> nrs));
+        a[i] = num_signed > 0 ? static_cast<i16>(-ai) : ai;
+    }
+    *scale = static_cast<i16>(15 - nrs);
+    if (15 - nrs < 13) return lpc_fail(end, 10);
+    *energy = static_cast<i16>(alpha);
+    return zinStsNoErr;
+}
+
+// Loads the working storage, runs, and hands the coefficients back as far as
+// the recursion came.
+ZinStatus durbin_from(const i16* r, int start, int end, i16* a, i16* energy, i16* scale, i64 alpha, int nrs) {
+    if (end > 50) {
+        // beyond the recommendation's orders: the same steps on the caller's arrays
+        return durbin_wide(r, start, end, a, energy, scale, alpha, nrs);
+    }
+    Work w;
+    std::memset(w.abuf, 0, sizeof w.abuf);
+    std::memset(w.rbuf, 0, sizeof w.rbuf);
+    std::memcpy(w.a(), a, sizeof(i16) * start);
+    std::memcpy(w.rbuf + 8, r, sizeof(i16) * (end + 1));
+    const ZinStatus st = durbin_run(w, start, end, energy, scale, alpha, nrs);
+    std::memcpy(a, w.a(), sizeof(i16) * end);
+    return st;
 }
 
 ZinStatus durbin0(const i16* r, int order, i16* a, i16* tmp, i16* energy, i16* scale) {

@@ -3,6 +3,8 @@
 // 12.8 and 9.6 kbit/s searches of Annex H), a trellis-coded search, and on
 // the decoder side the pitch extractor and the long- and short-term
 // post-filter (G.728 clauses 3 and 4; blocks 71-84 of Annex G).
+#include <immintrin.h>
+
 #include <cstring>
 
 #include "../frame/registry.h"
@@ -39,25 +41,82 @@ inline i32 distortion(i64 mag, i32 energy, const i16* pair) {
     return p * pair[0] + energy * pair[1];
 }
 
-void search16(const i16* corr, const i16* energy, int& shape, int& gain) {
-    i32 best = fx::kMax32;
-    int bs = 0, bg = 0;
+// The shape table as pairs of taps for the multiply-add, four shapes to a
+// 16-byte block: (y0, y1), (y2, y3) and (y4, 0) of each shape.
+struct PairTables {
+    alignas(16) i16 t01[256];
+    alignas(16) i16 t23[256];
+    alignas(16) i16 t4[256];
+};
+constexpr PairTables kPairs = [] {
+    PairTables t{};
     for (int s = 0; s < 128; ++s) {
-        const i64 p = shape_corr(kShapeCodebook + 5 * s, corr);
-        const i64 mag = p < 0 ? -p : p;
-        const i32 e = static_cast<std::uint16_t>(energy[s]);
-        int level = 3;
-        for (int t = 0; t < 3; ++t) level -= (i64{e} * kThresh16[t] > mag);
-        const i32 d = distortion(mag, e, kPair16[level]);
-        if (d < best) {
-            best = d;
-            bs = s;
-            bg = level;
-        }
+        const i16* y = kShapeCodebook + 5 * s;
+        t.t01[2 * s] = y[0], t.t01[2 * s + 1] = y[1];
+        t.t23[2 * s] = y[2], t.t23[2 * s + 1] = y[3];
+        t.t4[2 * s] = y[4], t.t4[2 * s + 1] = 0;
     }
-    if (shape_corr(kShapeCodebook + 5 * bs, corr) < 1) bg += 4;
+    return t;
+}();
+
+// Four shapes in four lanes. |P| stays below 2^31 for every 16-bit target
+// (the largest sum of magnitudes of a codevector is 47018), E t below 2^31
+// for every unsigned energy, and both distortion terms below 2^30, so the
+// 32-bit lanes hold the exact values.
+void search16(const i16* corr, const i16* energy, int& shape, int& gain) {
+    const __m128i c01 = _mm_set1_epi32(static_cast<i32>((static_cast<std::uint32_t>(static_cast<std::uint16_t>(corr[1])) << 16) |
+                                                        static_cast<std::uint16_t>(corr[0])));
+    const __m128i c23 = _mm_set1_epi32(static_cast<i32>((static_cast<std::uint32_t>(static_cast<std::uint16_t>(corr[3])) << 16) |
+                                                        static_cast<std::uint16_t>(corr[2])));
+    const __m128i c4 = _mm_set1_epi32(static_cast<std::uint16_t>(corr[4]));
+    const __m128i t0 = _mm_set1_epi32(kThresh16[0]), t1 = _mm_set1_epi32(kThresh16[1]), t2 = _mm_set1_epi32(kThresh16[2]);
+    const __m128i g2[4] = {_mm_set1_epi32(kPair16[0][0]), _mm_set1_epi32(kPair16[1][0]), _mm_set1_epi32(kPair16[2][0]),
+                           _mm_set1_epi32(kPair16[3][0])};
+    const __m128i gsq[4] = {_mm_set1_epi32(kPair16[0][1]), _mm_set1_epi32(kPair16[1][1]), _mm_set1_epi32(kPair16[2][1]),
+                            _mm_set1_epi32(kPair16[3][1])};
+    const __m128i zero = _mm_setzero_si128();
+    __m128i best = _mm_set1_epi32(fx::kMax32);
+    __m128i best_idx = _mm_setzero_si128();
+    __m128i idx = _mm_setr_epi32(0, 1, 2, 3);
+    const __m128i four = _mm_set1_epi32(4);
+    for (int s = 0; s < 128; s += 4) {
+        const __m128i p = _mm_add_epi32(
+            _mm_add_epi32(_mm_madd_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(kPairs.t01 + 2 * s)), c01),
+                          _mm_madd_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(kPairs.t23 + 2 * s)), c23)),
+            _mm_madd_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(kPairs.t4 + 2 * s)), c4));
+        const __m128i mag = _mm_abs_epi32(p);
+        const __m128i e = _mm_unpacklo_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(energy + s)), zero);
+        const __m128i m2 = _mm_cmpgt_epi32(_mm_mullo_epi32(e, t2), mag);
+        const __m128i m1 = _mm_cmpgt_epi32(_mm_mullo_epi32(e, t1), mag);
+        const __m128i m0 = _mm_cmpgt_epi32(_mm_mullo_epi32(e, t0), mag);
+        __m128i pg = _mm_blendv_epi8(g2[3], g2[2], m2);
+        __m128i pe = _mm_blendv_epi8(gsq[3], gsq[2], m2);
+        pg = _mm_blendv_epi8(pg, g2[1], m1);
+        pe = _mm_blendv_epi8(pe, gsq[1], m1);
+        pg = _mm_blendv_epi8(pg, g2[0], m0);
+        pe = _mm_blendv_epi8(pe, gsq[0], m0);
+        // sat16(|P| >> 14): the shift leaves at most 17 bits, the pack saturates
+        const __m128i q32 = _mm_cvtepi16_epi32(_mm_packs_epi32(_mm_srli_epi32(mag, 14), zero));
+        const __m128i d = _mm_add_epi32(_mm_mullo_epi32(q32, pg), _mm_mullo_epi32(e, pe));
+        const __m128i better = _mm_cmplt_epi32(d, best);
+        best = _mm_blendv_epi8(best, d, better);
+        best_idx = _mm_blendv_epi8(best_idx, idx, better);
+        idx = _mm_add_epi32(idx, four);
+    }
+    alignas(16) i32 bd[4], bi[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(bd), best);
+    _mm_store_si128(reinterpret_cast<__m128i*>(bi), best_idx);
+    int w = 0;
+    for (int l = 1; l < 4; ++l)
+        if (bd[l] < bd[w] || (bd[l] == bd[w] && bi[l] < bi[w])) w = l;
+    const int bs = bi[w];
+    const i64 p = shape_corr(kShapeCodebook + 5 * bs, corr);
+    const i64 mag = p < 0 ? -p : p;
+    const i32 e = static_cast<std::uint16_t>(energy[bs]);
+    int level = 3;
+    for (int t = 0; t < 3; ++t) level -= (i64{e} * kThresh16[t] > mag);
     shape = bs;
-    gain = bg;
+    gain = level + (p < 1 ? 4 : 0);
 }
 
 // The two-level searches over a list of shapes; returns the position.
