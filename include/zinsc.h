@@ -322,7 +322,7 @@ ZINSC_API ZinStatus zinsWinHybridBlock_G728_16s(int mode, const Zin16s* pExp, co
 ZINSC_API ZinStatus zinsWinHybridGetStateSize_G728_16s(int M, int L, int N, int block, int* pSize);
 /* Prepares a hybrid-window state over a window table (M+L+N Q15 words, newest sample first; not copied); decay 12288 or 8192 (Q14). */
 ZINSC_API ZinStatus zinsWinHybridInit_G728_16s(const Zin16s* pWindow, int M, int L, int N, int block, Zin16s decay, ZinWinHybridState_G728_16s* pState);
-/* Hybrid window: L new words (newest first) to the autocorrelation (mode 1: terms 0..10, else 0..M). */
+/* Hybrid window: L new words (newest first) to the autocorrelation (mode 1: terms 0..10, else 0..M); M + L + N up to 512. */
 ZINSC_API ZinStatus zinsWinHybrid_G728_16s(int mode, const Zin16s* pSrc, Zin16s* pDst, ZinWinHybridState_G728_16s* pState);
 
 /* ---- GSM 06.10 full rate ----------------------------------------------- */

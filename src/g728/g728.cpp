@@ -92,9 +92,26 @@ inline i32 scale_sat32(i64 a, int n) {
     return fx::sat32(static_cast<i64>(static_cast<__int128>(a) * (i64{1} << n)));
 }
 
+// Exact sum of a[i] b[i]: pairs by the multiply-add, widened to 64 bits.
+// A pair sum of 2^31 (two products of -32768 by -32768) would wrap; it shows
+// as INT_MIN, which no other pair gives, and the plain loop takes over.
 inline i64 dot(const i16* a, const i16* b, int n) {
-    i64 s = 0;
-    for (int i = 0; i < n; ++i) s += i32{a[i]} * b[i];
+    __m128i acc = _mm_setzero_si128(), wrapped = _mm_setzero_si128();
+    const __m128i min32 = _mm_set1_epi32(fx::kMin32);
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m128i m = _mm_madd_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i)),
+                                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i)));
+        wrapped = _mm_or_si128(wrapped, _mm_cmpeq_epi32(m, min32));
+        acc = _mm_add_epi64(acc, _mm_add_epi64(_mm_cvtepi32_epi64(m), _mm_cvtepi32_epi64(_mm_srli_si128(m, 8))));
+    }
+    if (!_mm_testz_si128(wrapped, wrapped)) [[unlikely]] {
+        i64 s = 0;
+        for (int k = 0; k < n; ++k) s += i32{a[k]} * b[k];
+        return s;
+    }
+    i64 s = _mm_cvtsi128_si64(acc) + _mm_extract_epi64(acc, 1);
+    for (; i < n; ++i) s += i32{a[i]} * b[i];
     return s;
 }
 
@@ -113,6 +130,9 @@ struct WinHead {
     i16* memory;
 };
 static_assert(sizeof(WinHead) == 32);
+
+// The longest window the work functions take (M + L + N).
+constexpr int kMaxWindow = 512;
 
 struct WinView {
     WinHead* head;
@@ -154,7 +174,15 @@ bool autocorrelate(const WinView& v, const i16* ws, int qws, i16* r, int nout) {
     } else if (rq < q2) {
         ir0 += q2 - rq;
     }
-    i64 a0 = shr64(v.rexp[0] * fac, ir1) + shr64(dot(ws + N, ws + N, L), ir0);
+    // The first operands of the products, zero-padded to whole 8-word blocks
+    // (ws itself has 16 zero words after its end).
+    alignas(16) i16 rec[512], nr[512];
+    const int L8 = (L + 7) & ~7, N8 = (N + 7) & ~7;
+    std::memcpy(rec, ws + N, sizeof(i16) * L);
+    std::memset(rec + L, 0, sizeof(i16) * (L8 - L));
+    std::memcpy(nr, ws, sizeof(i16) * N);
+    std::memset(nr + N, 0, sizeof(i16) * (N8 - N));
+    i64 a0 = shr64(v.rexp[0] * fac, ir1) + shr64(dot(rec, ws + N, L8), ir0);
     int nls_re = normalize(a0, 32);
     i64 a1 = round_high(a0);
     v.rexp[0] = static_cast<i16>(a1);
@@ -162,14 +190,14 @@ bool autocorrelate(const WinView& v, const i16* ws, int qws, i16* r, int nout) {
     int ir2 = 1, ir3 = 1;
     if (rq > q2) ir3 += rq - q2;
     else if (rq < q2) ir2 += q2 - rq;
-    a0 = shr64(a1 * 65536, ir3) + shr64(dot(ws, ws, N), ir2);
+    a0 = shr64(a1 * 65536, ir3) + shr64(dot(nr, ws, N8), ir2);
     a0 += a0 >> 8;  // white-noise correction, 257/256
     const int nls_r = normalize(a0, 32);
     r[0] = static_cast<i16>(round_high(a0));
     i32 last = 0;
     for (int i = 1; i <= M; ++i) {
-        const i64 tre = dot(ws + N, ws + N + i, L);
-        const i64 tnr = dot(ws, ws + i, N);
+        const i64 tre = dot(rec, ws + N + i, L8);
+        const i64 tnr = dot(nr, ws + i, N8);
         i32 s = scale_sat32(shr64(v.rexp[i] * fac, ir1) + shr64(tre, ir0), nls_re);
         a1 = fx::round16(s);
         v.rexp[i] = static_cast<i16>(a1);
@@ -192,15 +220,17 @@ void win_shift_in(const WinView& v, const i16* src) {
 ZinStatus win_plain(int mode, const i16* src, i16* dst, void* state) {
     WinView v = win_view(state);
     const int M = v.head->order, L = v.head->frame, N = v.head->nonrec, T = M + L + N;
+    if (T > kMaxWindow) return zinStsSizeErr;
     win_shift_in(v, src);
     const int nls = block_shift(v.hist, T, 15);
-    i16 ws[512];
+    alignas(16) i16 ws[512 + 16];
     const i16* w = v.head->table;
     for (int i = 0; i < T; ++i) {
         i64 l = i32{v.hist[i]} * w[i];
         l = nls >= 0 ? l * (i64{1} << nls) : shr64(l, -nls);
         ws[i] = static_cast<i16>(round_high(l));
     }
+    std::memset(ws + T, 0, 16 * sizeof(i16));
     const int nout = mode == 1 ? (M < 10 ? M : 10) + 1 : M + 1;
     return autocorrelate(v, ws, nls, dst, nout) ? zinStsNoErr : zinStsZeroCorrelation;
 }
@@ -208,6 +238,7 @@ ZinStatus win_plain(int mode, const i16* src, i16* dst, void* state) {
 ZinStatus win_block(int mode, const i16* exps, const i16* src, i16* dst, void* state) {
     WinView v = win_view(state);
     const int M = v.head->order, L = v.head->frame, N = v.head->nonrec, T = M + L + N;
+    if (T > kMaxWindow) return zinStsSizeErr;
     const int nb = v.head->total_blocks, fb = v.head->frame_blocks;
     win_shift_in(v, src);
     if (nb > 0) {
@@ -217,7 +248,7 @@ ZinStatus win_block(int mode, const i16* exps, const i16* src, i16* dst, void* s
     const int blen = nb > 0 ? T / nb : T;
     int qmin = nb > 0 ? v.bexp[0] : 0;
     for (int b = 1; b < nb; ++b) qmin = v.bexp[b] < qmin ? v.bexp[b] : qmin;
-    i16 ws[512];
+    alignas(16) i16 ws[512 + 16];
     const i16* w = v.head->table;
     for (int k = 0; k < T; ++k) {
         const int b = nb > 0 ? k / blen : 0;
@@ -227,6 +258,7 @@ ZinStatus win_block(int mode, const i16* exps, const i16* src, i16* dst, void* s
         else if (sh > 0) l = sh > 30 ? (l < 0 ? -1 : 0) : l >> sh;
         ws[k] = static_cast<i16>(round_high(l));
     }
+    std::memset(ws + T, 0, 16 * sizeof(i16));
     const int nout = mode == 1 ? (M < 10 ? M : 10) + 1 : M + 1;
     return autocorrelate(v, ws, qmin, dst, nout) ? zinStsNoErr : zinStsZeroCorrelation;
 }
@@ -236,7 +268,10 @@ ZinStatus win_block(int mode, const i16* exps, const i16* src, i16* dst, void* s
 // floor((num << 16) / den) for 0 <= num < den: the quotient of the
 // recommendation's 16-step restoring division, which gives 65535 for a num at
 // or above den.
-inline i64 divide16(i64 num, i64 den) { return num >= den ? 65535 : (num << 16) / den; }
+inline i64 divide16(i64 num, i64 den) {
+    // num < den <= 32767 here, so num << 16 fits 31 bits
+    return num >= den ? 65535 : static_cast<std::uint32_t>(num << 16) / static_cast<std::uint32_t>(den);
+}
 
 inline ZinStatus lpc_fail(int order, int limit) { return order < limit ? zinStsLpcCalcErr : zinStsOverflow; }
 
@@ -562,16 +597,20 @@ inline i16 iir_step(const i16* b, const i16* a, i16 x, const i16* xm, const i16*
 // The IIR over len samples newest first; memory words 0..9 inputs, 16..25
 // outputs, newest first.
 void iir_run(const i16* coef, const i16* src, i16* dst, int len, i16* mem) {
-    i16* xm = mem;
-    i16* ym = mem + 16;
-    for (int n = len - 1; n >= 0; --n) {
-        const i16 x = src[n];
-        const i16 y = iir_step(coef, coef + 10, x, xm, ym);
-        std::memmove(xm + 1, xm, 9 * sizeof(i16));
-        std::memmove(ym + 1, ym, 9 * sizeof(i16));
-        xm[0] = x;
-        ym[0] = y;
-        dst[n] = y;
+    // Blocks of up to 64 samples in one newest-first run each, the memory in
+    // front: x[k + 1..k + 10] are the inputs before x[k].
+    while (len > 0) {
+        const int n = len < 64 ? len : 64;
+        const i16* sb = src + (len - n);  // the oldest n samples left
+        i16 x[74], y[74];
+        std::memcpy(x + n, mem, 10 * sizeof(i16));
+        std::memcpy(y + n, mem + 16, 10 * sizeof(i16));
+        std::memcpy(x, sb, n * sizeof(i16));
+        for (int k = n - 1; k >= 0; --k) y[k] = iir_step(coef, coef + 10, x[k], x + k + 1, y + k + 1);
+        std::memcpy(dst + (len - n), y, n * sizeof(i16));
+        std::memcpy(mem, x, 10 * sizeof(i16));
+        std::memcpy(mem + 16, y, 10 * sizeof(i16));
+        len -= n;
     }
 }
 
@@ -597,11 +636,10 @@ void combined_zero_input(const i16* a, const i16* wcoef, i16* dst, i16* w) {
     to_q2(w + kPast, w[kExp + 1], s + 5);
     to_q2(w + kPast + 5, w[kExp + 2], s + 10);
     i16* ym = w + kIir + 16;
-    for (int n = 4; n >= 0; --n) {
-        const i16 y = iir_step(wcoef, wcoef + 10, s[n], s + n + 1, ym);
-        std::memmove(ym + 1, ym, 9 * sizeof(i16));
-        ym[0] = y;
-    }
+    i16 y[15];
+    std::memcpy(y + 5, ym, 10 * sizeof(i16));
+    for (int n = 4; n >= 0; --n) y[n] = iir_step(wcoef, wcoef + 10, s[n], s + n + 1, y + n + 1);
+    std::memcpy(ym, y, 10 * sizeof(i16));
     std::memcpy(dst, ym, 5 * sizeof(i16));
 }
 

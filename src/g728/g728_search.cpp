@@ -304,19 +304,39 @@ int pitch(const i16* res, i16* st) {
 
 using namespace g728;
 
+// Sample j (newest first) of a codevector filtered by h is its correlation
+// with H_j, H_j[k] = h[4 - k + j] for k >= j: the multiply-add of the search,
+// four shapes at a time, with the same bounds. The sum of the five squares
+// wraps in 32 bits as the plain statement's does.
 ZinStatus body::zinsImpulseResponseEnergy_G728_16s(const Zin16s* pImpResp, Zin16s* pEnergy) {
     if (!pImpResp || !pEnergy) return zinStsNullPtrErr;
     const Zin16s* h = pImpResp;
-    for (int s = 0; s < 128; ++s) {
-        const Zin16s* y = kShapeCodebook + 5 * s;
-        std::uint32_t e = 0;
+    __m128i c01[5], c23[5], c4[5];
+    for (int j = 0; j < 5; ++j) {
+        fx::i16 hj[6] = {};
+        for (int k = j; k < 5; ++k) hj[k] = h[4 - k + j];
+        auto pair = [](fx::i16 lo, fx::i16 hi) {
+            return _mm_set1_epi32(static_cast<fx::i32>((static_cast<std::uint32_t>(static_cast<std::uint16_t>(hi)) << 16) |
+                                                       static_cast<std::uint16_t>(lo)));
+        };
+        c01[j] = pair(hj[0], hj[1]);
+        c23[j] = pair(hj[2], hj[3]);
+        c4[j] = pair(hj[4], 0);
+    }
+    for (int s = 0; s < 128; s += 4) {
+        const __m128i y01 = _mm_load_si128(reinterpret_cast<const __m128i*>(kPairs.t01 + 2 * s));
+        const __m128i y23 = _mm_load_si128(reinterpret_cast<const __m128i*>(kPairs.t23 + 2 * s));
+        const __m128i y4 = _mm_load_si128(reinterpret_cast<const __m128i*>(kPairs.t4 + 2 * s));
+        __m128i e = _mm_setzero_si128();
         for (int j = 0; j < 5; ++j) {
-            fx::i32 d = 0;
-            for (int i = 0; i < 5 - j; ++i) d += fx::i32{y[j + i]} * h[4 - i];
-            const fx::i32 v = fx::sat16(d >> 14);
-            e += static_cast<std::uint32_t>(v * v);
+            const __m128i d = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(y01, c01[j]), _mm_madd_epi16(y23, c23[j])),
+                                            _mm_madd_epi16(y4, c4[j]));
+            const __m128i v = _mm_cvtepi16_epi32(_mm_packs_epi32(_mm_srai_epi32(d, 14), d));
+            e = _mm_add_epi32(e, _mm_mullo_epi32(v, v));
         }
-        pEnergy[s] = static_cast<Zin16s>(static_cast<std::uint16_t>(e >> 15));
+        e = _mm_srli_epi32(e, 15);
+        e = _mm_srai_epi32(_mm_slli_epi32(e, 16), 16);  // the low 16 bits
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(pEnergy + s), _mm_packs_epi32(e, e));
     }
     return zinStsNoErr;
 }
