@@ -467,12 +467,10 @@ ZinStatus durbin0(const i16* r, int order, i16* a, i16* tmp, i16* energy, i16* s
 constexpr int kPast = 0, kExp = 50, kCur = 66, kExcQ = 65, kIir = 72;
 static_assert(kExcQ == 65);
 
-inline i16* words(void* state) { return static_cast<i16*>(state); }
-
 void filter_init(void* state, int bytes) {
     std::memset(state, 0, bytes);
-    i16* w = words(state);
-    for (int i = 0; i < 11; ++i) w[kExp + i] = 16;
+    const i16 sixteen[11] = {16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16};
+    std::memcpy(static_cast<char*>(state) + 2 * kExp, sixteen, sizeof sixteen);
 }
 
 // Zero-input response of the order-50 synthesis filter into the current
@@ -729,7 +727,7 @@ ZinStatus body::zinsIIR16s_G728_16s(const Zin16s* pCoeffs, const Zin16s* pSrc, Z
                                     ZinIIRState_G728_16s* pState) {
     if (!pCoeffs || !pSrc || !pDst || !pState) return zinStsNullPtrErr;
     if (len < 1) return zinStsSizeErr;
-    iir_run(pCoeffs, pSrc, pDst, len, words(pState));
+    on_words<32>(pState, [&](i16* w) { iir_run(pCoeffs, pSrc, pDst, len, w); });
     return zinStsNoErr;
 }
 
@@ -765,19 +763,20 @@ ZinStatus body::zinsSyntesisFilterZeroInput_G728_16s(const Zin16s* pLPC, const Z
                                                      Zin16s* pDst, Zin16s* pDstScale, ZinFilterState_G728_16s* pState) {
     if (!pLPC || !pExc) return zinStsNullPtrErr;
     if (!pDst || !pDstScale || !pState) return zinStsNullPtrErr;
-    i16* w = words(pState);
-    zero_input(pLPC, w);
-    zero_state(pExc, excScale, pLPC, nullptr, nullptr, w);
-    if ((excScale & 0x10000) && w[kExp] > 16) w[kExp] = 16;
-    std::memcpy(pDst, w + kCur, 5 * sizeof(i16));
-    *pDstScale = w[kExp];
+    on_words<72>(pState, [&](i16* w) {
+        zero_input(pLPC, w);
+        zero_state(pExc, excScale, pLPC, nullptr, nullptr, w);
+        if ((excScale & 0x10000) && w[kExp] > 16) w[kExp] = 16;
+        std::memcpy(pDst, w + kCur, 5 * sizeof(i16));
+        *pDstScale = w[kExp];
+    });
     return zinStsNoErr;
 }
 
 ZinStatus body::zinsCombinedFilterZeroInput_G728_16s(const Zin16s* pLPC, const Zin16s* pWeight, Zin16s* pDst,
                                                      ZinFilterState_G728_16s* pState) {
     if (!pLPC || !pWeight || !pDst || !pState) return zinStsNullPtrErr;
-    combined_zero_input(pLPC, pWeight, pDst, words(pState));
+    on_words<104>(pState, [&](i16* w) { combined_zero_input(pLPC, pWeight, pDst, w); });
     return zinStsNoErr;
 }
 
@@ -785,24 +784,27 @@ ZinStatus body::zinsCombinedFilterZeroState_G728_16s(const Zin16s* pExc, const Z
                                                      Zin32s excScale, Zin16s* pDst, Zin16s* pDstScale,
                                                      ZinFilterState_G728_16s* pState) {
     if (!pExc || !pLPC || !pWeight || !pDst || !pDstScale || !pState) return zinStsNullPtrErr;
-    i16* w = words(pState);
-    zero_state(pExc, excScale, pLPC, pWeight, pWeight + 10, w);
-    std::memcpy(pDst, w + kCur, 5 * sizeof(i16));
-    *pDstScale = w[kExp];
+    on_words<104>(pState, [&](i16* w) {
+        zero_state(pExc, excScale, pLPC, pWeight, pWeight + 10, w);
+        std::memcpy(pDst, w + kCur, 5 * sizeof(i16));
+        *pDstScale = w[kExp];
+    });
     return zinStsNoErr;
 }
 
 ZinStatus body::zinsLPCInverseFilter_G728_16s(const Zin16s* pSrc, const Zin16s* pLPC, Zin16s* pDst,
                                               ZinFilterState_G728_16s* pState) {
     if (!pSrc || !pLPC || !pDst || !pState) return zinStsNullPtrErr;
-    i16* mem = words(pState) + kIir;
-    for (int k = 4; k >= 0; --k) {
-        i64 a0 = i64{pSrc[k]} * 8192;
-        for (int j = 0; j < 10; ++j) a0 += i32{mem[j]} * pLPC[j];
-        std::memmove(mem + 1, mem, 9 * sizeof(i16));
-        mem[0] = pSrc[k];
-        pDst[k] = fx::round16(fx::sat32(a0 * 4));
-    }
+    on_words<104>(pState, [&](i16* w) {
+        i16* mem = w + kIir;
+        for (int k = 4; k >= 0; --k) {
+            i64 a0 = i64{pSrc[k]} * 8192;
+            for (int j = 0; j < 10; ++j) a0 += i32{mem[j]} * pLPC[j];
+            std::memmove(mem + 1, mem, 9 * sizeof(i16));
+            mem[0] = pSrc[k];
+            pDst[k] = fx::round16(fx::sat32(a0 * 4));
+        }
+    });
     return zinStsNoErr;
 }
 

@@ -388,28 +388,30 @@ ZinStatus body::zinsPostFilterAdapterStateInit_G728(ZinPostFilterAdapterState_G7
 ZinStatus body::zinsPitchPeriodExtraction_G728_16s(const Zin16s* pResidual, int* pPitch,
                                                    ZinPostFilterAdapterState_G728* pState) {
     if (!pResidual || !pPitch || !pState) return zinStsNullPtrErr;
-    *pPitch = pitch(pResidual, reinterpret_cast<Zin16s*>(pState));
+    on_words<88>(pState, [&](fx::i16* w) { *pPitch = pitch(pResidual, w); });
     return zinStsNoErr;
 }
 
 ZinStatus body::zinsPostFilter_G728_16s(Zin16s gl, Zin16s glb, Zin16s lag, Zin16s tilt, const Zin16s* pCoeffs,
                                         const Zin16s* pSrc, Zin16s* pDst, ZinIIRState_G728_16s* pState) {
     if (!pCoeffs || !pSrc || !pDst || !pState) return zinStsNullPtrErr;
-    Zin16s* fir = reinterpret_cast<Zin16s*>(pState);
-    Zin16s* iir = fir + 16;
-    const Zin16s* az = pCoeffs;
-    const Zin16s* ap = pCoeffs + 10;
-    for (int n = 0; n < 5; ++n) {
-        const fx::i64 d0 = fx::i64{gl} * pSrc[n] + fx::i64{glb} * pSrc[n - lag];
-        fx::i64 d1 = d0;
-        for (int j = 0; j < 10; ++j) d1 += fx::i32{az[j]} * fir[j] - fx::i32{ap[j]} * iir[j];
-        std::memmove(fir + 1, fir, 9 * sizeof(Zin16s));
-        std::memmove(iir + 1, iir, 9 * sizeof(Zin16s));
-        fir[0] = fx::round16(fx::sat32(d0 * 4));
-        iir[0] = fx::sat16(d1 >> 14);
-        d1 += fx::i32{iir[1]} * tilt;
-        pDst[n] = fx::sat16(d1 >> 14);
-    }
+    on_words<32>(pState, [&](fx::i16* w) {
+        Zin16s* fir = w;
+        Zin16s* iir = fir + 16;
+        const Zin16s* az = pCoeffs;
+        const Zin16s* ap = pCoeffs + 10;
+        for (int n = 0; n < 5; ++n) {
+            const fx::i64 d0 = fx::i64{gl} * pSrc[n] + fx::i64{glb} * pSrc[n - lag];
+            fx::i64 d1 = d0;
+            for (int j = 0; j < 10; ++j) d1 += fx::i32{az[j]} * fir[j] - fx::i32{ap[j]} * iir[j];
+            std::memmove(fir + 1, fir, 9 * sizeof(Zin16s));
+            std::memmove(iir + 1, iir, 9 * sizeof(Zin16s));
+            fir[0] = fx::round16(fx::sat32(d0 * 4));
+            iir[0] = fx::sat16(d1 >> 14);
+            d1 += fx::i32{iir[1]} * tilt;
+            pDst[n] = fx::sat16(d1 >> 14);
+        }
+    });
     return zinStsNoErr;
 }
 
