@@ -21,11 +21,18 @@ enum class PcmLaw { Linear, ALaw, MuLaw };
 // significant bits.
 enum class Packing { Rfc3551, Aal2 };
 
+// Stream format of codecs with more than one: the RTP payload (RFC 3551, or
+// the codec's own RFC), or the form of the ITU test sequences (G.728: one
+// 16-bit little-endian word per codeword; G.722.1: ITU-T G.192).
+enum class StreamFormat { Rfc3551, Itu };
+
 struct CodecOptions {
     PcmLaw law = PcmLaw::Linear;      // decoder output (G.726)
     Packing packing = Packing::Rfc3551;
     bool wav49 = false;               // GSM 06.10: 65-octet frame pairs
-    bool itu = false;                 // the stream format of the ITU conformance sequences (-f itu)
+    StreamFormat format = StreamFormat::Rfc3551;  // -f: G.728, G.722.1
+    bool postfilter = true;           // G.728 decoder
+    std::string erasures;             // G.728 decoder: '0'/'1' per 10 ms frame, repeated; empty for none
 };
 
 // A running encoder: takes 16-bit linear samples at the codec's sampling

@@ -6,7 +6,7 @@
 // noise fill and frame-error handling.
 //
 // Stream formats: by default RFC 5577, each frame's 16-bit words with the
-// most significant bit first; with CodecOptions::itu, ITU-T G.192 (a sync
+// most significant bit first; with the ITU stream format, ITU-T G.192 (a sync
 // word 0x6B21, or 0x6B20 for an erased frame, the bit count, then one word
 // per bit, 0x007F for 0 and 0x0081 for 1), as the conformance sequences are.
 #include <algorithm>
@@ -512,11 +512,11 @@ private:
 
 template <int kN, int kBits>
 std::unique_ptr<zc::Encoder> make_encoder(const CodecOptions& o) {
-    return std::make_unique<Encoder>(Mode{kN, kN == 320 ? 14 : 28, kN == 320 ? 4 : 5, kBits}, o.itu);
+    return std::make_unique<Encoder>(Mode{kN, kN == 320 ? 14 : 28, kN == 320 ? 4 : 5, kBits}, o.format == StreamFormat::Itu);
 }
 template <int kN, int kBits>
 std::unique_ptr<zc::Decoder> make_decoder(const CodecOptions& o) {
-    return std::make_unique<Decoder>(Mode{kN, kN == 320 ? 14 : 28, kN == 320 ? 4 : 5, kBits}, o.itu);
+    return std::make_unique<Decoder>(Mode{kN, kN == 320 ? 14 : 28, kN == 320 ? 4 : 5, kBits}, o.format == StreamFormat::Itu);
 }
 
 }  // namespace

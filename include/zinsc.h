@@ -95,12 +95,14 @@ typedef enum {
     zinSpchBr7400  = 7,   /* GSM-AMR 7.4 kbit/s */
     zinSpchBr7950  = 8,   /* GSM-AMR 7.95 kbit/s */
     zinSpchBr8850  = 9,   /* AMR-WB 8.85 kbit/s */
+    zinSpchBr9600  = 10,  /* G.728 9.6 kbit/s search */
     zinSpchBr10200 = 11,  /* GSM-AMR 10.2 kbit/s */
     zinSpchBr12200 = 12,  /* GSM-AMR 12.2 kbit/s */
     zinSpchBr12650 = 13,  /* AMR-WB 12.65 kbit/s */
+    zinSpchBr12800 = 14,  /* G.728 12.8 kbit/s search */
     zinSpchBr14250 = 15,  /* AMR-WB 14.25 kbit/s */
     zinSpchBr15850 = 16,  /* AMR-WB 15.85 kbit/s */
-    zinSpchBr16000 = 17,  /* G.726 16 kbit/s */
+    zinSpchBr16000 = 17,  /* G.726 16 kbit/s; G.728 16 kbit/s */
     zinSpchBr18250 = 18,  /* AMR-WB 18.25 kbit/s */
     zinSpchBr19850 = 19,  /* AMR-WB 19.85 kbit/s */
     zinSpchBr23050 = 20,  /* AMR-WB 23.05 kbit/s */
@@ -351,6 +353,72 @@ ZINSC_API ZinStatus zinsDecomposeMLTToDCT_G722_16s(const Zin16s* pSrc1, const Zi
 ZINSC_API ZinStatus zinsHuffmanEncode_G722_16s32u(int category, int powerIndex, const Zin16s* pSrc, Zin32u* pDst, int* pBitCount);
 
 /** @} */
+
+/* ---- G.728 LD-CELP ------------------------------------------------------ */
+/*
+ * The caller drives the recommendation's vector loop (5 samples, adaptation
+ * every 4 vectors); these exports are its filters, windows and searches.
+ * Unless said otherwise a G.728 vector or sample run is held newest sample
+ * first (index 0 is the latest), the order of the recommendation's tables.
+ * Block-floating blocks are 5 words with an exponent q: value = word * 2^-q.
+ */
+typedef struct ZinWinHybridState_G728 ZinWinHybridState_G728_16s; /* sized by its GetStateSize, any alignment */
+typedef struct ZinFilterState_G728 ZinFilterState_G728_16s;       /* 144 (synthesis) or 208 (combined) bytes */
+typedef struct ZinIIRState_G728 ZinIIRState_G728_16s;             /* 64 bytes: IIR and post-filter */
+typedef struct ZinPostFilterAdapterState_G728 ZinPostFilterAdapterState_G728; /* 176 bytes: pitch extractor */
+
+/* Trellis-coded search (12.8 kbit/s with TCQ): writes the best state's shape bytes and gain words per vector. */
+ZINSC_API ZinStatus zinsCodebookSearchTCQ_G728_16s8u(const Zin16s* pTarget, const Zin16s* pImpResp, Zin8u* pShape, const Zin16s* pEnergy, Zin16s* pGain, int* pTrellisState, Zin64s scaleTarget, Zin64s scaleGain);
+/* Shape and gain search of one vector: correlations (5, codebook order) against the 128 energies (read unsigned); rate 17, 14 or 10. */
+ZINSC_API ZinStatus zinsCodebookSearch_G728_16s(const Zin16s* pCorr, const Zin16s* pEnergy, int* pShape, int* pGain, Zin16s* pIndex, ZinSpeechBitrate rate);
+/* Writes the size in bytes of the combined synthesis and weighting filter state (208). */
+ZINSC_API ZinStatus zinsCombinedFilterGetStateSize_G728_16s(int* pSize);
+/* Prepares a combined filter state: memories zero, the eleven block exponents 16. */
+ZINSC_API ZinStatus zinsCombinedFilterInit_G728_16s(ZinFilterState_G728_16s* pState);
+/* Encoder: zero-input response of the synthesis filter (50 Q14/Q15 coefficients) then of the weighting filter (10 zeros, 10 poles, Q14), 5 words at Q2 out. */
+ZINSC_API ZinStatus zinsCombinedFilterZeroInput_G728_16s(const Zin16s* pLPC, const Zin16s* pWeight, Zin16s* pDst, ZinFilterState_G728_16s* pState);
+/* Encoder: excitation block (exponent in excScale) through both filters from zero state, into both memories; decoded block and its exponent out. */
+ZINSC_API ZinStatus zinsCombinedFilterZeroState_G728_16s(const Zin16s* pExc, const Zin16s* pLPC, const Zin16s* pWeight, Zin32s excScale, Zin16s* pDst, Zin16s* pDstScale, ZinFilterState_G728_16s* pState);
+/* Writes the size in bytes of the 10-zero 10-pole filter state (64). */
+ZINSC_API ZinStatus zinsIIR16sGetStateSize_G728_16s(int* pSize);
+/* Prepares a 10-zero 10-pole filter state: all zero. */
+ZINSC_API ZinStatus zinsIIR16sInit_G728_16s(ZinIIRState_G728_16s* pState);
+/* 10 zeros then 10 poles (Q14) over len samples, newest first; the result is (sum >> 14) clamped. */
+ZINSC_API ZinStatus zinsIIR16s_G728_16s(const Zin16s* pCoeffs, const Zin16s* pSrc, Zin16s* pDst, int len, ZinIIRState_G728_16s* pState);
+/* Energies of the 128 codevectors filtered by the impulse response (5 words, Q13, newest first), unsigned 16-bit out. */
+ZINSC_API ZinStatus zinsImpulseResponseEnergy_G728_16s(const Zin16s* pImpResp, Zin16s* pEnergy);
+/* Order-10 inverse filter (Q14) of 5 Q2 words; memory at byte 144 of a 208-byte filter state. */
+ZINSC_API ZinStatus zinsLPCInverseFilter_G728_16s(const Zin16s* pSrc, const Zin16s* pLPC, Zin16s* pDst, ZinFilterState_G728_16s* pState);
+/* Levinson-Durbin from order 0 to order; the first reflection coefficient also lands in pTmpLPC[0]. */
+ZINSC_API ZinStatus zinsLevinsonDurbin_G728_16s_Sfs(const Zin16s* pAutoCorr, int order, Zin16s* pLPC, Zin16s* pTmpLPC, Zin16s* pResidualEnergy, Zin16s* pScale);
+/* Levinson-Durbin continued from startOrder to endOrder with the coefficients, energy and scale (13..15) of the earlier call. */
+ZINSC_API ZinStatus zinsLevinsonDurbin_G728_16s_ISfs(const Zin16s* pAutoCorr, int startOrder, int endOrder, Zin16s* pLPC, Zin16s* pResidualEnergy, Zin16s* pScale);
+/* Pitch of the 240-word LPC residual (newest first; 20 new words): *pPitch out (20..140); keeps the previous pitch (50 at first). */
+ZINSC_API ZinStatus zinsPitchPeriodExtraction_G728_16s(const Zin16s* pResidual, int* pPitch, ZinPostFilterAdapterState_G728* pState);
+/* Writes the size in bytes of the post-filter adapter state (176). */
+ZINSC_API ZinStatus zinsPostFilterAdapterGetStateSize_G728(int* pSize);
+/* Prepares the post-filter adapter state: all zero. */
+ZINSC_API ZinStatus zinsPostFilterAdapterStateInit_G728(ZinPostFilterAdapterState_G728* pState);
+/* Writes the size in bytes of the short-term post-filter state (64, as the IIR's). */
+ZINSC_API ZinStatus zinsPostFilterGetStateSize_G728_16s(int* pSize);
+/* Prepares the short-term post-filter state (as the IIR's Init). */
+ZINSC_API ZinStatus zinsPostFilterInit_G728_16s(ZinIIRState_G728_16s* pState);
+/* Long-term (gl Q14, glb Q16, lag) then short-term (10 zeros, 10 poles, Q14) post-filter with tilt (Q14) of 5 Q2 words in time order; pSrc[-lag..-1] hold older words at Q0. */
+ZINSC_API ZinStatus zinsPostFilter_G728_16s(Zin16s gl, Zin16s glb, Zin16s lag, Zin16s tilt, const Zin16s* pCoeffs, const Zin16s* pSrc, Zin16s* pDst, ZinIIRState_G728_16s* pState);
+/* Decoder: zero-input response then the excitation (exponent in bits 0-15 of excScale; bit 16 caps the result's exponent at 16) through the synthesis filter; decoded block and exponent out. */
+ZINSC_API ZinStatus zinsSyntesisFilterZeroInput_G728_16s(const Zin16s* pLPC, const Zin16s* pExc, Zin32s excScale, Zin16s* pDst, Zin16s* pDstScale, ZinFilterState_G728_16s* pState);
+/* Writes the size in bytes of the synthesis filter state (144). */
+ZINSC_API ZinStatus zinsSynthesisFilterGetStateSize_G728_16s(int* pSize);
+/* Prepares a synthesis filter state: memory zero, the eleven block exponents 16. */
+ZINSC_API ZinStatus zinsSynthesisFilterInit_G728_16s(ZinFilterState_G728_16s* pState);
+/* Hybrid window over blocks with exponents: L new words (newest first) and L/block exponents; autocorrelation out (mode 1: terms 0..10). */
+ZINSC_API ZinStatus zinsWinHybridBlock_G728_16s(int mode, const Zin16s* pExp, const Zin16s* pSrc, Zin16s* pDst, ZinWinHybridState_G728_16s* pState);
+/* Writes the size in bytes of a hybrid-window state for order M, L new samples, N non-recursive, block length (0: none). */
+ZINSC_API ZinStatus zinsWinHybridGetStateSize_G728_16s(int M, int L, int N, int block, int* pSize);
+/* Prepares a hybrid-window state over a window table (M+L+N Q15 words, newest sample first; not copied); decay 12288 or 8192 (Q14). */
+ZINSC_API ZinStatus zinsWinHybridInit_G728_16s(const Zin16s* pWindow, int M, int L, int N, int block, Zin16s decay, ZinWinHybridState_G728_16s* pState);
+/* Hybrid window: L new words (newest first) to the autocorrelation (mode 1: terms 0..10, else 0..M); M + L + N up to 512. */
+ZINSC_API ZinStatus zinsWinHybrid_G728_16s(int mode, const Zin16s* pSrc, Zin16s* pDst, ZinWinHybridState_G728_16s* pState);
 
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
 

@@ -36,9 +36,13 @@ const char* const kUsage =
     "  -l, --law LAW          G.726: linear (default), alaw or ulaw; for encode the input\n"
     "                         passes through G.711 first, for decode the output WAV is G.711\n"
     "  -p, --packing ORDER    G.726: rfc3551 (default) or aal2\n"
-    "  -f, --format FORMAT    stream format: rtp (default, the codec's RTP payload) or itu\n"
-    "                         (the ITU conformance sequences' format, e.g. G.192 for G.722.1)\n"
     "      --wav49            GSM 06.10: 65-octet frame pairs\n"
+    "  -f, --format FORMAT    G.728, G.722.1: rtp (default, the RTP payload: G.728 packs 4\n"
+    "                         codewords in 5 octets) or itu (the ITU test sequences' form: one\n"
+    "                         word per codeword for G.728, ITU-T G.192 for G.722.1)\n"
+    "      --no-postfilter    G.728 decode/roundtrip: the decoder without its post-filter\n"
+    "      --erasures MASK    G.728 decode: conceal the 10 ms frames marked 1 in the ASCII\n"
+    "                         file MASK (0 = good frame; read again from its start)\n"
     "  -h, --help             this text\n";
 
 struct Args {
@@ -62,6 +66,26 @@ const zc::CodecInfo& codec_or_fail(const std::string& name) {
     const zc::CodecInfo* c = zc::find_codec(name);
     if (!c) fail(2, "unknown codec '" + name + "'; known: " + known_codecs());
     return *c;
+}
+
+// An erasure mask: '0' and '1' per 10 ms frame; carriage returns and line
+// feeds are ignored, anything else is an error.
+std::string read_mask(const std::string& path) {
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) fail(1, "cannot open erasure mask '" + path + "': " + std::strerror(errno));
+    std::string mask;
+    int c;
+    while ((c = std::fgetc(f)) != EOF) {
+        if (c == '0' || c == '1') {
+            mask += static_cast<char>(c);
+        } else if (c != '\r' && c != '\n') {
+            std::fclose(f);
+            fail(1, "erasure mask '" + path + "' holds a character other than 0, 1 or a line end");
+        }
+    }
+    std::fclose(f);
+    if (mask.empty()) fail(1, "erasure mask '" + path + "' holds no frame");
+    return mask;
 }
 
 Args parse(int argc, char** argv) {
@@ -89,13 +113,17 @@ Args parse(int argc, char** argv) {
             if (v == "rfc3551") a.options.packing = zc::Packing::Rfc3551;
             else if (v == "aal2") a.options.packing = zc::Packing::Aal2;
             else fail(2, "unknown packing '" + v + "' (rfc3551, aal2)");
-        } else if (s == "-f" || s == "--format") {
-            const std::string v = value();
-            if (v == "itu") a.options.itu = true;
-            else if (v == "rtp") a.options.itu = false;
-            else fail(2, "unknown stream format '" + v + "' (rtp, itu)");
         } else if (s == "--wav49") {
             a.options.wav49 = true;
+        } else if (s == "-f" || s == "--format") {
+            const std::string v = value();
+            if (v == "rtp" || v == "rfc3551") a.options.format = zc::StreamFormat::Rfc3551;
+            else if (v == "itu") a.options.format = zc::StreamFormat::Itu;
+            else fail(2, "unknown stream format '" + v + "' (rtp, itu)");
+        } else if (s == "--no-postfilter") {
+            a.options.postfilter = false;
+        } else if (s == "--erasures") {
+            a.options.erasures = read_mask(value());
         } else if (s.size() > 1 && s[0] == '-') {
             fail(2, "unknown option '" + s + "'; see zinsc --help");
         } else if (a.command.empty()) {
@@ -108,6 +136,8 @@ Args parse(int argc, char** argv) {
         std::fputs(kUsage, stderr);
         std::exit(2);
     }
+    if (!a.options.erasures.empty() && !a.options.postfilter)
+        fail(2, "--erasures needs the post-filter; drop --no-postfilter");
     if (a.command == "encode" || a.command == "decode" || a.command == "roundtrip") {
         if (files.size() != 2) fail(2, a.command + " needs an input and an output file; see zinsc --help");
         a.in = files[0];
@@ -218,6 +248,7 @@ Result roundtrip(const zc::CodecInfo& c, const zc::CodecOptions& o, const std::v
     enc->finish(bits);
     dec->decode(bits.data(), bits.size(), r.decoded);
     const double t = seconds_since(t0);
+    if (const std::string e = dec->error(); !e.empty()) fail(1, std::string(c.name) + ": " + e);
     r.audio_s = double(pcm.size()) / c.sample_rate;
     r.speed = t > 0 ? r.audio_s / t : 0;
     r.snr = snr_db(pcm, to_linear(r.decoded, o.law));

@@ -65,7 +65,7 @@ TEST(G7221Codec, Sequences) {
         expect_samples(out, dir + s.decoded, s.mask, s.codec);
         if (s.itu.empty()) continue;
         zc::CodecOptions itu;
-        itu.itu = true;
+        itu.format = zc::StreamFormat::Itu;
         const auto g192 = bytes(dir + s.itu);
         out.clear();
         auto fe = c->make_decoder(itu);
@@ -81,7 +81,7 @@ TEST(G7221Codec, G192BothWaysAndBadWords) {
     const auto pcm = zc::read_speech(ZINSC_SOURCE_DIR "/data/speech-16k.wav");
     const zc::CodecInfo* c = zc::find_codec("g7221-32");
     zc::CodecOptions itu;
-    itu.itu = true;
+    itu.format = zc::StreamFormat::Itu;
     std::vector<uint8_t> packed, g192;
     c->make_encoder({})->encode(pcm.data(), 320 * 50, packed);
     c->make_encoder(itu)->encode(pcm.data(), 320 * 50, g192);
