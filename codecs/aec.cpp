@@ -15,11 +15,23 @@
 // shift (about 2.7 times oversampled), whose aliasing is far below the
 // built-in windows'. The built-in operating points stay as an option.
 //
-// The 16-bit path keeps these scale factors: analysis 0 (sub-band values are
-// the transform's own, at most about 2^20 for full-scale input, so a power
-// (re^2 + im^2) / 2^10 fits 32 bits); coefficients in Q24 (an echo path's
-// sub-band gain stays well below 2^7, and a 64-bit tap sum of 2^20 by 2^31
-// has room for more than 255 taps), hence FIR and update scale 24; synthesis 0.
+// The 16-bit path keeps these scale factors:
+// - far end analysed at scale 0: the controller's power threshold is set
+//   for sub-band values at the transform's own scale. A block's power
+//   (re^2 + im^2) / 2^10 of speech peaking at -3 dBFS stays below 2^25, and
+//   the running sum over the tail below 2^30; a saturated sum would stop
+//   tracking its window and mis-set every later step.
+// - microphone analysed at scale -8 and filters run at scale 10 on Q18
+//   coefficients, so that the errors carry 8 fractional bits: the update
+//   scales the error by the step mantissa in 32 bits, and an error of a few
+//   units would make a coarse update. Hence the update's scale 18 - 8 = 10.
+// - Q18 coefficients: the controller sums the coefficients' powers
+//   (re^2 + im^2) / 2^10 in 32 bits, and a sub-band echo path of gain up to
+//   2 keeps that sum below 2^29. An update step rounds to zero only below
+//   2^-19, far under the steps of a 40 dB residual.
+// - the controller sees the errors and the microphone sub-bands shifted
+//   back down by 8, on the far end's scale; synthesis at scale 8 returns to
+//   samples.
 #include "aec.h"
 
 #include <algorithm>
@@ -193,6 +205,8 @@ template <class P>
 class SubbandCanceller final : public EchoCanceller {
     using C = typename P::Cplx;
     static constexpr bool kFixed = std::is_same_v<P, Fixed>;
+    // 16-bit path: far-end sub-bands at the transform's scale, errors 2^8 above them, Q18 coefficients.
+    static constexpr int kFarScale = 0, kErrBits = 8, kCoefBits = 18;
 
 public:
     SubbandCanceller(const EchoOptions& o, const Shape& s, const Design& d)
@@ -231,7 +245,7 @@ public:
             pa_.push_back(&adaptive_[t * vec]);
             pf_.push_back(&fixed_[t * vec]);
         }
-        x_.resize(vec), d_.resize(vec), ya_.resize(vec), yf_.resize(vec), ea_.resize(vec), ef_.resize(vec);
+        x_.resize(vec), ca_.resize(vec), cf_.resize(vec), d_.resize(vec), ya_.resize(vec), yf_.resize(vec), ea_.resize(vec), ef_.resize(vec);
         step_.resize(vec);
         micDelay_.assign(static_cast<std::size_t>(pre_ + s.shift), 0);
         int cs;
@@ -263,18 +277,25 @@ public:
         auto* control = reinterpret_cast<typename P::Control*>(control_.data());
         typename P::Gain gain;
         if constexpr (kFixed) {
-            zinsSubbandAnalysis_16s32sc_Sfs(far, newest, far_.as<ZinSubbandProcessState_16s>(), 0, work_.data());
-            zinsSubbandAnalysis_16s32sc_Sfs(m, d_.data(), mic_.as<ZinSubbandProcessState_16s>(), 0, work_.data());
-            zinsFIRSubband_EC_32sc_Sfs(hist, pa_.data(), ya_.data(), segs_, bands_, 24);
-            zinsFIRSubband_EC_32sc_Sfs(hist, pf_.data(), yf_.data(), segs_, bands_, 24);
+            zinsSubbandAnalysis_16s32sc_Sfs(far, newest, far_.as<ZinSubbandProcessState_16s>(), kFarScale, work_.data());
+            zinsSubbandAnalysis_16s32sc_Sfs(m, d_.data(), mic_.as<ZinSubbandProcessState_16s>(), kFarScale - kErrBits,
+                                            work_.data());
+            zinsFIRSubband_EC_32sc_Sfs(hist, pa_.data(), ya_.data(), segs_, bands_, kCoefBits - kErrBits);
+            zinsFIRSubband_EC_32sc_Sfs(hist, pf_.data(), yf_.data(), segs_, bands_, kCoefBits - kErrBits);
             for (int k = 0; k < bands_; ++k) {
                 ea_[k] = {sub32(d_[k].re, ya_[k].re), sub32(d_[k].im, ya_[k].im)};
                 ef_[k] = {sub32(d_[k].re, yf_[k].re), sub32(d_[k].im, yf_[k].im)};
+                x_[k] = {d_[k].re >> kErrBits, d_[k].im >> kErrBits};
+                ca_[k] = {ea_[k].re >> kErrBits, ea_[k].im >> kErrBits};
+                cf_[k] = {ef_[k].re >> kErrBits, ef_[k].im >> kErrBits};
             }
-            zinsSubbandControllerUpdate_EC_16s(far, m, hist, d_.data(), step_.data(), control);
-            if (!talk) zinsFIRSubbandCoeffUpdate_EC_32sc_I(step_.data(), hist, ea_.data(), pa_.data(), segs_, bands_, 24);
-            zinsSubbandController_EC_16s(ea_.data(), ef_.data(), pa_.data(), pf_.data(), &gain, control);
-            zinsSubbandSynthesis_32sc16s_Sfs(ea_.data(), out, out_.as<ZinSubbandProcessState_16s>(), 0, work_.data());
+            zinsSubbandControllerUpdate_EC_16s(far, m, hist, x_.data(), step_.data(), control);
+            if (!talk)
+                zinsFIRSubbandCoeffUpdate_EC_32sc_I(step_.data(), hist, ea_.data(), pa_.data(), segs_, bands_,
+                                                    kCoefBits - kErrBits);
+            zinsSubbandController_EC_16s(ca_.data(), cf_.data(), pa_.data(), pf_.data(), &gain, control);
+            zinsSubbandSynthesis_32sc16s_Sfs(ea_.data(), out, out_.as<ZinSubbandProcessState_16s>(), kErrBits - kFarScale,
+                                             work_.data());
         } else {
             float fin[64], min[64], fout[64];
             for (int i = 0; i < n; ++i) fin[i] = far[i], min[i] = m[i];
@@ -310,7 +331,7 @@ private:
     Bank far_, mic_, out_;
     std::vector<uint8_t> work_, init_, control_;
     std::vector<Zin16s> window16_;
-    std::vector<C> hist_, adaptive_, fixed_, x_, d_, ya_, yf_, ea_, ef_;
+    std::vector<C> hist_, adaptive_, fixed_, x_, ca_, cf_, d_, ya_, yf_, ea_, ef_;
     std::vector<C*> ring_, pa_, pf_;
     std::vector<typename P::Step> step_;
     std::vector<int16_t> micDelay_;
