@@ -206,6 +206,7 @@ class SubbandCanceller final : public EchoCanceller {
     using C = typename P::Cplx;
     static constexpr bool kFixed = std::is_same_v<P, Fixed>;
     // 16-bit path: far-end sub-bands at the transform's scale, errors 2^8 above them, Q18 coefficients.
+    static constexpr double kLeakRisePerSecond = 30.0, kShareGain = 2.0;
     static constexpr int kFarScale = 0, kErrBits = 8, kCoefBits = 18;
 
 public:
@@ -245,8 +246,11 @@ public:
             pa_.push_back(&adaptive_[t * vec]);
             pf_.push_back(&fixed_[t * vec]);
         }
+        eo_.resize(vec), powA_.assign(vec, 0.0), powF_.assign(vec, 0.0);
         x_.resize(vec), ca_.resize(vec), cf_.resize(vec), d_.resize(vec), ya_.resize(vec), yf_.resize(vec), ea_.resize(vec), ef_.resize(vec);
         step_.resize(vec);
+        rise_ = std::pow(kLeakRisePerSecond, double(s.shift) / o.rate);
+        smooth_ = std::exp(-double(s.shift) / (o.rate * 0.04));
         micDelay_.assign(static_cast<std::size_t>(pre_ + s.shift), 0);
         int cs;
         if constexpr (kFixed) {
@@ -290,11 +294,14 @@ public:
                 cf_[k] = {ef_[k].re >> kErrBits, ef_[k].im >> kErrBits};
             }
             zinsSubbandControllerUpdate_EC_16s(far, m, hist, x_.data(), step_.data(), control);
+            const double r = step_scale(talk);
+            for (auto& s : step_) s.re = static_cast<Zin32s>(s.re * r);
             if (!talk)
                 zinsFIRSubbandCoeffUpdate_EC_32sc_I(step_.data(), hist, ea_.data(), pa_.data(), segs_, bands_,
                                                     kCoefBits - kErrBits);
             zinsSubbandController_EC_16s(ca_.data(), cf_.data(), pa_.data(), pf_.data(), &gain, control);
-            zinsSubbandSynthesis_32sc16s_Sfs(ea_.data(), out, out_.as<ZinSubbandProcessState_16s>(), kErrBits - kFarScale,
+            choose();
+            zinsSubbandSynthesis_32sc16s_Sfs(eo_.data(), out, out_.as<ZinSubbandProcessState_16s>(), kErrBits - kFarScale,
                                              work_.data());
         } else {
             float fin[64], min[64], fout[64];
@@ -308,9 +315,12 @@ public:
                 ef_[k] = {d_[k].re - yf_[k].re, d_[k].im - yf_[k].im};
             }
             zinsSubbandControllerUpdate_EC_32f(fin, min, hist, d_.data(), step_.data(), control);
+            const double r = step_scale(talk);
+            for (auto& s : step_) s *= r;
             if (!talk) zinsFIRSubbandCoeffUpdate_EC_32fc_I(step_.data(), hist, ea_.data(), pa_.data(), segs_, bands_);
             zinsSubbandController_EC_32f(ea_.data(), ef_.data(), pa_.data(), pf_.data(), &gain, control);
-            zinsSubbandSynthesis_32fc32f(ea_.data(), fout, out_.as<ZinSubbandProcessState_32f>(), work_.data());
+            choose();
+            zinsSubbandSynthesis_32fc32f(eo_.data(), fout, out_.as<ZinSubbandProcessState_32f>(), work_.data());
             for (int i = 0; i < n; ++i) {
                 const float v = std::nearbyint(fout[i]);
                 out[i] = static_cast<int16_t>(v > 32767.f ? 32767.f : v < -32768.f ? -32768.f : v);
@@ -320,6 +330,39 @@ public:
     }
 
 private:
+    // The share of the controller's step taken this block: the estimated
+    // residual echo over the error, with the residual echo the filter's
+    // echo estimate times the lowest error-to-estimate ratio seen lately
+    // (which rises slowly). In single talk the share is about 1; when the
+    // near end talks the error grows and the share falls, before the guard
+    // has seen it. Until the filter has first reached 10 dB, the full step.
+    double step_scale(bool talk) {
+        double py = 0, pe = 0;
+        for (int k = 0; k < bands_; ++k) {
+            py += double(ya_[k].re) * ya_[k].re + double(ya_[k].im) * ya_[k].im;
+            pe += double(ea_[k].re) * ea_[k].re + double(ea_[k].im) * ea_[k].im;
+        }
+        py_ = smooth_ * py_ + (1 - smooth_) * py;
+        pe_ = smooth_ * pe_ + (1 - smooth_) * pe;
+        if (py_ <= 0 || pe_ <= 0) return adapted_ ? 0.0 : 1.0;
+        if (!talk) leak_ = std::max(1e-6, std::min(pe_ / py_, leak_ * rise_));
+        if (leak_ < 0.1) adapted_ = true;
+        return adapted_ ? std::min(1.0, kShareGain * leak_ * py_ / pe_) : 1.0;
+    }
+
+    // Per sub-band, the error of whichever filter has had the smaller error
+    // power lately: the fixed set holds the last good path while the
+    // adaptive one is disturbed.
+    void choose() {
+        for (int k = 0; k < bands_; ++k) {
+            const double a = double(ea_[k].re) * ea_[k].re + double(ea_[k].im) * ea_[k].im;
+            const double f = double(ef_[k].re) * ef_[k].re + double(ef_[k].im) * ef_[k].im;
+            powA_[k] = 0.7 * powA_[k] + 0.3 * a;
+            powF_[k] = 0.7 * powF_[k] + 0.3 * f;
+            eo_[k] = powA_[k] <= powF_[k] ? ea_[k] : ef_[k];
+        }
+    }
+
     static Zin32s sub32(Zin32s a, Zin32s b) {
         const int64_t v = int64_t{a} - b;
         return static_cast<Zin32s>(v > INT32_MAX ? INT32_MAX : v < INT32_MIN ? INT32_MIN : v);
@@ -331,7 +374,10 @@ private:
     Bank far_, mic_, out_;
     std::vector<uint8_t> work_, init_, control_;
     std::vector<Zin16s> window16_;
-    std::vector<C> hist_, adaptive_, fixed_, x_, ca_, cf_, d_, ya_, yf_, ea_, ef_;
+    std::vector<C> hist_, adaptive_, fixed_, x_, ca_, cf_, d_, ya_, yf_, ea_, ef_, eo_;
+    std::vector<double> powA_, powF_;
+    double leak_ = 1.0, rise_ = 1.0, smooth_ = 0.0, py_ = 0.0, pe_ = 0.0;
+    bool adapted_ = false;
     std::vector<C*> ring_, pa_, pf_;
     std::vector<typename P::Step> step_;
     std::vector<int16_t> micDelay_;
