@@ -102,15 +102,31 @@ Zin32s scale_sum(i64 v, int s) {
     return fx::sat32(v);
 }
 
+// One sub-band in exact saturating arithmetic.
+void fir_32sc_band(const Zin32sc* const* x, const Zin32sc* const* h, int k, int taps, i64& re, i64& im) {
+    re = 0, im = 0;
+    for (int t = 0; t < taps; ++t) {
+        i64 pr, pi;
+        product64(x[t][k], h[t][k], pr, pi);
+        re = sat64(i128{re} + pr);
+        im = sat64(i128{im} + pi);
+    }
+}
+
+// Plain 64-bit sums, with the saturating form only for a sub-band in which
+// some sum leaves 64 bits.
 void fir_32sc(const Zin32sc* const* x, const Zin32sc* const* h, Zin32sc* dst, int taps, int bands, int sf) {
     for (int k = 0; k < bands; ++k) {
         i64 re = 0, im = 0;
+        bool over = false;
         for (int t = 0; t < taps; ++t) {
-            i64 pr, pi;
-            product64(x[t][k], h[t][k], pr, pi);
-            re = sat64(i128{re} + pr);
-            im = sat64(i128{im} + pi);
+            const Zin32sc a = x[t][k], b = h[t][k];
+            i64 pi;
+            over |= __builtin_add_overflow(i64{a.re} * b.im, i64{a.im} * b.re, &pi);
+            over |= __builtin_add_overflow(re, i64{a.re} * b.re - i64{a.im} * b.im, &re);
+            over |= __builtin_add_overflow(im, pi, &im);
         }
+        if (over) fir_32sc_band(x, h, k, taps, re, im);
         dst[k].re = scale_sum(re, sf);
         dst[k].im = scale_sum(im, sf);
     }
@@ -139,13 +155,35 @@ inline float clamp_to_float(double d) {
     return static_cast<float>(d);
 }
 
+// The deltas of a tap for two sub-bands at a time in double: with
+// S = (step*e.re, step*e.im) and X' = (-x.im, x.re), the horizontal sums of
+// S*X and S*X' are the two parts, each a single rounding of the same two
+// products as the plain statement. Clamped to the largest float (a NaN
+// passes), converted, added in single precision.
 void update_32fc(const Zin64f* step, const Zin32fc* const* x, const Zin32fc* e, Zin32fc* const* h, int taps,
                  int bands) {
+    alignas(32) double se[2 * 4097];
+    for (int k = 0; k < bands; ++k) {
+        se[2 * k] = step[k] * e[k].re;
+        se[2 * k + 1] = step[k] * e[k].im;
+    }
+    const __m256d hi = _mm256_set1_pd(static_cast<double>(FLT_MAX)), lo = _mm256_set1_pd(-static_cast<double>(FLT_MAX));
+    const __m256d flip = _mm256_set_pd(0.0, -0.0, 0.0, -0.0);  // negates lanes 0 and 2
     for (int t = 0; t < taps; ++t) {
         const Zin32fc* xt = x[t];
         Zin32fc* ht = h[t];
-        for (int k = 0; k < bands; ++k) {
-            const double ser = step[k] * e[k].re, sei = step[k] * e[k].im;
+        int k = 0;
+        for (; k + 2 <= bands; k += 2) {
+            const __m256d xv = _mm256_cvtps_pd(_mm_loadu_ps(reinterpret_cast<const float*>(xt + k)));
+            const __m256d s = _mm256_load_pd(se + 2 * k);
+            const __m256d xs = _mm256_xor_pd(_mm256_permute_pd(xv, 0x5), flip);  // (-x.im, x.re)
+            __m256d d = _mm256_hadd_pd(_mm256_mul_pd(s, xv), _mm256_mul_pd(s, xs));
+            d = _mm256_max_pd(lo, _mm256_min_pd(hi, d));
+            float* hp = reinterpret_cast<float*>(ht + k);
+            _mm_storeu_ps(hp, _mm_add_ps(_mm_loadu_ps(hp), _mm256_cvtpd_ps(d)));
+        }
+        for (; k < bands; ++k) {
+            const double ser = se[2 * k], sei = se[2 * k + 1];
             const double xr = xt[k].re, xi = xt[k].im;
             ht[k].re += clamp_to_float(ser * xr + sei * xi);
             ht[k].im += clamp_to_float(sei * xr - ser * xi);
@@ -161,7 +199,16 @@ inline Zin32s scale_error(Zin32s e, Zin32s m) { return static_cast<Zin32s>((i64{
 inline i64 shift_right_term(i64 p, i64 sh) {
     if (sh <= 1) return p >> sh;
     if (sh >= 64) return 0;
+    i64 v;
+    if (!__builtin_add_overflow(p, i64{1} << (sh - 1), &v)) return v >> sh;
     return static_cast<i64>((i128{p} + (i128{1} << (sh - 1))) >> sh);
+}
+
+// sat32(c + term) for any 64-bit term.
+inline Zin32s add_term(Zin32s c, i64 term) {
+    i64 v;
+    if (__builtin_add_overflow(i64{c}, term, &v)) return term > 0 ? fx::kMax32 : fx::kMin32;
+    return fx::sat32(v);
 }
 
 // Left shift by ls >= 1 with saturation to the fixed terms 4294967294 and
@@ -194,8 +241,8 @@ void update_32sc(const Zin32sc* step, const Zin32sc* const* x, const Zin32sc* e,
                 ti = shift_left_term(pi, -sh);
             }
             Zin32sc& c = h[t][k];
-            c.re = fx::sat32(sat64(i128{c.re} + tr));
-            c.im = fx::sat32(sat64(i128{c.im} + ti));
+            c.re = add_term(c.re, tr);
+            c.im = add_term(c.im, ti);
         }
     }
 }
@@ -220,8 +267,8 @@ void update_low_32sc(const Zin32sc* const* x, const Zin32sc* e, Zin32sc* const* 
                 c.re = fx::wrap_add32(c.re, static_cast<Zin32s>(shift_right_term(pr, sh)));
                 c.im = fx::wrap_add32(c.im, static_cast<Zin32s>(shift_right_term(pi, sh)));
             } else {
-                c.re = fx::sat32(sat64(i128{c.re} + shift_left_term(pr, -sh)));
-                c.im = fx::sat32(sat64(i128{c.im} + shift_left_term(pi, -sh)));
+                c.re = add_term(c.re, shift_left_term(pr, -sh));
+                c.im = add_term(c.im, shift_left_term(pi, -sh));
             }
         }
     }

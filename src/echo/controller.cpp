@@ -145,9 +145,16 @@ void controller_32f(const Zin32fc* ae, const Zin32fc* fe, Zin32fc* const* adapti
     const int bands = s->numSubbands, taps = s->numSegments;
     const Zin32f aErr = s->alphaErr, aCoef = s->alphaCoef;
     Zin32f savedSum = 0.0f, restoredSum = 0.0f, total = 0.0f;
+    // The coefficient powers, tap by tap over all sub-bands: each sum still
+    // runs over ascending taps.
+    Zin32f coef[4097];
+    for (int k = 0; k < bands; ++k) coef[k] = 0.0f;
+    for (int t = 0; t < taps; ++t) {
+        const Zin32fc* a = adaptive[t];
+        for (int k = 0; k < bands; ++k) coef[k] += power(a[k]);
+    }
     for (int k = 0; k < bands; ++k) {
-        Zin32f p = 0.0f;
-        for (int t = 0; t < taps; ++t) p += power(adaptive[t][k]);
+        const Zin32f p = coef[k];
         const Zin32f diff = s->coefPower[k] - p;
         const Zin32f d = diff < 0.0f ? -diff : diff;
         s->coefPower[k] = aCoef * s->coefPower[k] + (1.0f - aCoef) * p;
@@ -221,9 +228,14 @@ void controller_16s(const Zin32sc* ae, const Zin32sc* fe, Zin32sc* const* adapti
     const int bands = s->numSubbands, taps = s->numSegments;
     const Zin32s aErr = s->alphaErr, aCoef = s->alphaCoef;
     Zin32s savedSum = 0, restoredSum = 0, total = 0;
+    i64 coef[4097];
+    for (int k = 0; k < bands; ++k) coef[k] = 0;
+    for (int t = 0; t < taps; ++t) {
+        const Zin32sc* a = adaptive[t];
+        for (int k = 0; k < bands; ++k) coef[k] += power_rounded(a[k]);
+    }
     for (int k = 0; k < bands; ++k) {
-        i64 p = 0;
-        for (int t = 0; t < taps; ++t) p += power_rounded(adaptive[t][k]);
+        const i64 p = coef[k];
         const i64 old = s->coefPower[k];
         const i128 diff = i128{p} - old;
         s->coefPower[k] = smooth_q14(p, old, aCoef);
