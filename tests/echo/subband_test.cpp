@@ -367,11 +367,26 @@ TEST(EchoSubband, AnalysisIsAWindowedFoldedDft) {
     }
 }
 
-TEST(EchoSubband, UninitialisedStateIsAnInnerFailure) {
-    std::vector<uint8_t> state(4096, 0), work(4096);
-    std::vector<float> sig(64), sub(66);
-    EXPECT_EQ(zinsSubbandAnalysis_32f32fc(sig.data(), reinterpret_cast<Zin32fc*>(sub.data()),
-                                          reinterpret_cast<ZinSubbandProcessState_32f*>(state.data()), work.data()),
+// A transform descriptor that fails its identity check makes the processing
+// calls fail as inner failures. The float object lays out its header (40
+// bytes from the 16-byte-aligned base), the window, the delay line, then
+// the descriptor on the next 64-byte boundary, identity word first.
+TEST(EchoSubband, TransformFailureIsAnInnerFailure) {
+    int st, in, wk;
+    ASSERT_EQ(zinsSubbandProcessGetSize_32f(5, 128, &st, &in, &wk), zinStsNoErr);
+    std::vector<uint8_t> state(st), work(wk);
+    auto* s = reinterpret_cast<ZinSubbandProcessState_32f*>(state.data() + 3);
+    ASSERT_EQ(zinsSubbandProcessInit_32f(s, 5, 24, 128, nullptr, nullptr), zinStsNoErr);
+    auto at = [](uint8_t* p, int a) {
+        auto v = reinterpret_cast<std::uintptr_t>(p);
+        return reinterpret_cast<uint8_t*>(v + ((0 - v) & std::uintptr_t(a - 1)));
+    };
+    auto* id = reinterpret_cast<int32_t*>(at(at(state.data() + 3, 16) + 40 + 8 * 128, 64));
+    ASSERT_EQ(*id, zin::kFftIdCtx);
+    *id = 0;
+    std::vector<float> sig(24, 1.f), sub(34);
+    EXPECT_EQ(zinsSubbandAnalysis_32f32fc(sig.data(), reinterpret_cast<Zin32fc*>(sub.data()), s, work.data()), zinStsErr);
+    EXPECT_EQ(zinsSubbandSynthesis_32fc32f(reinterpret_cast<Zin32fc*>(sub.data()), sig.data(), s, work.data()),
               zinStsErr);
 }
 
