@@ -6,9 +6,14 @@
 //      the sub-band echo path is causal;
 //   3. the adaptive and the fixed filter, and their errors;
 //   4. the controller's step sizes;
-//   5. the coefficient update, held while the guard sees double talk;
+//   5. the coefficient update, held while the guard sees double talk, and
+//      with the controller's steps scaled by an estimate of the residual
+//      echo's share of the error (near 1 in single talk, small while the
+//      near end talks, back to 1 at once when the microphone holds no more
+//      than echo: an echo path that changed);
 //   6. the controller's save and restore of coefficients;
-//   7. synthesis of the adaptive filter's error.
+//   7. synthesis of the error of whichever filter has had the smaller error
+//      power lately, per sub-band.
 //
 // The default bank is this canceller's own: a root-raised-cosine prototype of
 // eight transform lengths under a Kaiser taper, at half the built-in block
@@ -206,7 +211,7 @@ class SubbandCanceller final : public EchoCanceller {
     using C = typename P::Cplx;
     static constexpr bool kFixed = std::is_same_v<P, Fixed>;
     // 16-bit path: far-end sub-bands at the transform's scale, errors 2^8 above them, Q18 coefficients.
-    static constexpr double kLeakRisePerSecond = 30.0, kShareGain = 2.0;
+    static constexpr double kLeakRisePerSecond = 30.0, kShareGain = 2.0, kEchoOnly = 1.6;
     static constexpr int kFarScale = 0, kErrBits = 8, kCoefBits = 18;
 
 public:
@@ -251,6 +256,8 @@ public:
         step_.resize(vec);
         rise_ = std::pow(kLeakRisePerSecond, double(s.shift) / o.rate);
         smooth_ = std::exp(-double(s.shift) / (o.rate * 0.04));
+        slow_ = std::exp(-double(s.shift) / (o.rate * 0.15));
+        baseRise_ = std::pow(2.0, double(s.shift) / o.rate);
         micDelay_.assign(static_cast<std::size_t>(pre_ + s.shift), 0);
         int cs;
         if constexpr (kFixed) {
@@ -294,7 +301,7 @@ public:
                 cf_[k] = {ef_[k].re >> kErrBits, ef_[k].im >> kErrBits};
             }
             zinsSubbandControllerUpdate_EC_16s(far, m, hist, x_.data(), step_.data(), control);
-            const double r = step_scale(talk);
+            const double r = step_scale(talk, far, m);
             for (auto& s : step_) s.re = static_cast<Zin32s>(s.re * r);
             if (!talk)
                 zinsFIRSubbandCoeffUpdate_EC_32sc_I(step_.data(), hist, ea_.data(), pa_.data(), segs_, bands_,
@@ -315,7 +322,7 @@ public:
                 ef_[k] = {d_[k].re - yf_[k].re, d_[k].im - yf_[k].im};
             }
             zinsSubbandControllerUpdate_EC_32f(fin, min, hist, d_.data(), step_.data(), control);
-            const double r = step_scale(talk);
+            const double r = step_scale(talk, far, m);
             for (auto& s : step_) s *= r;
             if (!talk) zinsFIRSubbandCoeffUpdate_EC_32fc_I(step_.data(), hist, ea_.data(), pa_.data(), segs_, bands_);
             zinsSubbandController_EC_32f(ea_.data(), ef_.data(), pa_.data(), pf_.data(), &gain, control);
@@ -336,7 +343,21 @@ private:
     // (which rises slowly). In single talk the share is about 1; when the
     // near end talks the error grows and the share falls, before the guard
     // has seen it. Until the filter has first reached 10 dB, the full step.
-    double step_scale(bool talk) {
+    double step_scale(bool talk, const int16_t* far, const int16_t* mic) {
+        // The microphone's power against the far end's, over 150 ms, and its
+        // lowest level lately: near it the microphone holds echo alone (an
+        // echo path that changed, not a near end that talks), and the
+        // residual-echo estimate may follow the error at once.
+        double pf = 0, pm = 0;
+        for (int i = 0; i < shape_.shift; ++i) pf += double(far[i]) * far[i], pm += double(mic[i]) * mic[i];
+        farPow_ = slow_ * farPow_ + (1 - slow_) * pf;
+        micPow_ = slow_ * micPow_ + (1 - slow_) * pm;
+        bool echoOnly = false;
+        if (farPow_ > 1e4 * shape_.shift) {
+            const double q = micPow_ / farPow_;
+            base_ = base_ > 0 ? std::min(q, base_ * baseRise_) : q;
+            echoOnly = q < kEchoOnly * base_;
+        }
         double py = 0, pe = 0;
         for (int k = 0; k < bands_; ++k) {
             py += double(ya_[k].re) * ya_[k].re + double(ya_[k].im) * ya_[k].im;
@@ -345,7 +366,7 @@ private:
         py_ = smooth_ * py_ + (1 - smooth_) * py;
         pe_ = smooth_ * pe_ + (1 - smooth_) * pe;
         if (py_ <= 0 || pe_ <= 0) return adapted_ ? 0.0 : 1.0;
-        if (!talk) leak_ = std::max(1e-6, std::min(pe_ / py_, leak_ * rise_));
+        if (!talk) leak_ = std::max(1e-6, echoOnly ? pe_ / py_ : std::min(pe_ / py_, leak_ * rise_));
         if (leak_ < 0.1) adapted_ = true;
         return adapted_ ? std::min(1.0, kShareGain * leak_ * py_ / pe_) : 1.0;
     }
@@ -377,6 +398,7 @@ private:
     std::vector<C> hist_, adaptive_, fixed_, x_, ca_, cf_, d_, ya_, yf_, ea_, ef_, eo_;
     std::vector<double> powA_, powF_;
     double leak_ = 1.0, rise_ = 1.0, smooth_ = 0.0, py_ = 0.0, pe_ = 0.0;
+    double slow_ = 0.0, farPow_ = 0.0, micPow_ = 0.0, base_ = 0.0, baseRise_ = 1.0;
     bool adapted_ = false;
     std::vector<C*> ring_, pa_, pf_;
     std::vector<typename P::Step> step_;
