@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -24,6 +25,7 @@ struct CodecOptions {
     PcmLaw law = PcmLaw::Linear;      // decoder output (G.726)
     Packing packing = Packing::Rfc3551;
     bool wav49 = false;               // GSM 06.10: 65-octet frame pairs
+    bool itu = false;                 // the stream format of the ITU conformance sequences (-f itu)
 };
 
 // A running encoder: takes 16-bit linear samples at the codec's sampling
@@ -42,6 +44,11 @@ class Decoder {
 public:
     virtual ~Decoder() = default;
     virtual void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) = 0;
+    // Why the stream cannot be of this codec, once decode met such a frame
+    // (decoding stops there); empty while the stream looks right.
+    virtual std::string error() const { return {}; }
+    // Octets held back after the last decode that make no whole frame.
+    virtual std::size_t pending_octets() const { return 0; }
 };
 
 struct CodecInfo {

@@ -328,9 +328,104 @@ ZINSC_API ZinStatus zinsSBADPCMEncodeStateSize_G722_16s(int* pSize);
 /* Sub-band ADPCM encoder: low/high sub-band pairs to 6-bit low and 2-bit high code pairs. */
 ZINSC_API ZinStatus zinsSBADPCMEncode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, ZinSBADPCMState_G722_16s* pState);
 
+/* ---- G.722.1 and its Annex C: lapped transform and region coding -------- */
+
+/**
+ * @defgroup g7221 G.722.1 and Annex C
+ * The modulated lapped transform of ITU-T G.722.1 in two halves (a window fold and a fixed-point DCT-IV),
+ * and the vector Huffman coder of one 20-coefficient region. A size of 320 is G.722.1 (7 kHz, 16 kHz
+ * sampling), 640 its Annex C (14 kHz, 32 kHz sampling); the _G722_ forms are the size-320 ones.
+ *
+ * An encoder, per frame: zinsDecomposeMLTToDCT_G7221_16s on the new frame and the previous one (the caller
+ * keeps the frame as the next history), a normalising shift of the result chosen by the caller, then
+ * zinsDCTFwd_G7221_16s; region powers, categories and rate control are the caller's, which codes each
+ * region with zinsHuffmanEncode_G722_16s32u. A decoder: the coefficients from the bit stream, then
+ * zinsDCTInv_G7221_16s, the caller's inverse shift, and zinsDecomposeDCTToMLT_G7221_16s with the second
+ * half of the previous shifted inverse transform as history. codecs/g7221.cpp assembles both.
+ * @{
+ */
+
+/**
+ * @brief Forward DCT-IV of G.722.1 (at 320 the analysis bias is added to the input first).
+ * @param[in]  pSrc  size values, the windowed and shifted frame
+ * @param[out] pDst  size transform coefficients
+ * @param[in]  size  320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTFwd_G7221_16s(const Zin16s* pSrc, Zin16s* pDst, int size);
+/**
+ * @brief zinsDCTFwd_G7221_16s at size 320.
+ * @param[in]  pSrc  320 values
+ * @param[out] pDst  320 coefficients
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTFwd_G722_16s(const Zin16s* pSrc, Zin16s* pDst);
+/**
+ * @brief Inverse DCT-IV of G.722.1 (at 320 the synthesis bias is added to the output last).
+ * @param[in]  pSrc  size coefficients
+ * @param[out] pDst  size values, before the caller's inverse shift
+ * @param[in]  size  320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTInv_G7221_16s(const Zin16s* pSrc, Zin16s* pDst, int size);
+/**
+ * @brief zinsDCTInv_G7221_16s at size 320.
+ * @param[in]  pSrc  320 coefficients
+ * @param[out] pDst  320 values
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTInv_G722_16s(const Zin16s* pSrc, Zin16s* pDst);
+/**
+ * @brief Synthesis window and overlap-add: one frame of output samples.
+ * @param[in]  pSrc1  size values, the inverse transform after the caller's shift
+ * @param[in]  pSrc2  size/2 values, the second half of the previous frame's pSrc1
+ * @param[out] pDst   size output samples
+ * @param[in]  size   320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeDCTToMLT_G7221_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int size);
+/**
+ * @brief zinsDecomposeDCTToMLT_G7221_16s at size 320.
+ * @param[in]  pSrc1  320 values of the shifted inverse transform
+ * @param[in]  pSrc2  160 values of history
+ * @param[out] pDst   320 output samples
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeDCTToMLT_G722_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst);
+/**
+ * @brief Analysis window: the previous frame makes the first half of the output, the current frame the second.
+ * @param[in]  pSrc1  size samples, the current frame
+ * @param[in]  pSrc2  size samples, the previous frame
+ * @param[out] pDst   size values for the forward transform
+ * @param[in]  size   320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeMLTToDCT_G7221_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int size);
+/**
+ * @brief zinsDecomposeMLTToDCT_G7221_16s at size 320.
+ * @param[in]  pSrc1  320 samples, the current frame
+ * @param[in]  pSrc2  320 samples, the previous frame
+ * @param[out] pDst   320 values
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeMLTToDCT_G722_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst);
+/**
+ * @brief Quantises and codes one region: each vector's code then the signs of its non-zero values
+ * (1 for positive), packed from the most significant bit of 32-bit words.
+ * @param[in]  category    0 to 6
+ * @param[in]  powerIndex  0 to 63, the region's power index
+ * @param[in]  pSrc        20 coefficients
+ * @param[out] pDst        the packed codes: at least 6 words (at most 180 bits)
+ * @param[out] pBitCount   the number of bits written
+ * @return zinStsNullPtrErr, zinStsScaleRangeErr (category or power index out of range), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsHuffmanEncode_G722_16s32u(int category, int powerIndex, const Zin16s* pSrc, Zin32u* pDst, int* pBitCount);
+
+/** @} */
+
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
 
-/* Offset compensation (GSM 06.10 4.2.1-4.2.2), wrapping; pMem[0] = z2, pMem[1] = z1, zero at stream start. */
+/* Offset compensation (GSM 06.10 4.2.1-4.2.2), wrapping; pMem: six bytes, the 32-bit z2 then the 16-bit z1, zero at stream start. */
 ZINSC_API ZinStatus zinsHighPassFilter_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin32s* pMem);
 /* Preemphasis (4.2.3): dst = src + mult_r(previous src, -28180); *pMem holds the previous input. */
 ZINSC_API ZinStatus zinsPreemphasize_GSMFR_16s(const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pMem);

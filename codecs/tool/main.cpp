@@ -37,6 +37,8 @@ const char* const kUsage =
     "  -l, --law LAW          G.726: linear (default), alaw or ulaw; for encode the input\n"
     "                         passes through G.711 first, for decode the output WAV is G.711\n"
     "  -p, --packing ORDER    G.726: rfc3551 (default) or aal2\n"
+    "  -f, --format FORMAT    stream format: rtp (default, the codec's RTP payload) or itu\n"
+    "                         (the ITU conformance sequences' format, e.g. G.192 for G.722.1)\n"
     "      --wav49            GSM 06.10: 65-octet frame pairs\n"
     "      --tail MS          aec: the longest echo path in ms (default 128)\n"
     "      --fixed            aec: the 16-bit path of the echo kit\n"
@@ -92,6 +94,11 @@ Args parse(int argc, char** argv) {
             if (v == "rfc3551") a.options.packing = zc::Packing::Rfc3551;
             else if (v == "aal2") a.options.packing = zc::Packing::Aal2;
             else fail(2, "unknown packing '" + v + "' (rfc3551, aal2)");
+        } else if (s == "-f" || s == "--format") {
+            const std::string v = value();
+            if (v == "itu") a.options.itu = true;
+            else if (v == "rtp") a.options.itu = false;
+            else fail(2, "unknown stream format '" + v + "' (rtp, itu)");
         } else if (s == "--wav49") {
             a.options.wav49 = true;
         } else if (s == "--tail") {
@@ -142,6 +149,7 @@ std::vector<int16_t> read_wav(const std::string& path, int rate) {
     if (info.rate != rate)
         fail(1, "'" + path + "' is sampled at " + std::to_string(info.rate) + " Hz; the codec needs " +
                     std::to_string(rate) + " Hz");
+    if (pcm.empty()) fail(1, "'" + path + "' holds no samples");
     return pcm;
 }
 
@@ -164,6 +172,7 @@ std::vector<uint8_t> read_bytes(const std::string& path) {
     std::size_t n;
     while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) v.insert(v.end(), buf, buf + n);
     std::fclose(f);
+    if (v.empty()) fail(1, "'" + path + "' is empty");
     return v;
 }
 
@@ -187,18 +196,27 @@ std::vector<int16_t> to_linear(const std::vector<int16_t>& out, zc::PcmLaw law) 
 
 // SNR in dB of y against x, at the decoder delay (0 to 64 samples) that
 // gives the best value.
-double snr_db(const std::vector<int16_t>& x, const std::vector<int16_t>& y) {
-    double best = -1e9;
-    for (std::size_t lag = 0; lag <= 64 && lag < y.size(); ++lag) {
-        double s = 0, e = 0;
-        for (std::size_t i = 0; i + lag < y.size() && i < x.size(); ++i) {
-            const double d = double(x[i]) - double(y[i + lag]);
-            s += double(x[i]) * x[i];
-            e += d * d;
-        }
-        const double v = e == 0 ? 999.0 : 10.0 * std::log10(s / e);
-        if (v > best) best = v;
+// SNR in dB of y against x at the decoder's delay: a coarse search of delays
+// up to 1024 samples (transform codecs delay by a frame) on every eighth
+// sample, then every delay near the best on all of them.
+double snr_at(const std::vector<int16_t>& x, const std::vector<int16_t>& y, std::size_t lag, std::size_t step) {
+    double s = 0, e = 0;
+    for (std::size_t i = 0; i + lag < y.size() && i < x.size(); i += step) {
+        const double d = double(x[i]) - double(y[i + lag]);
+        s += double(x[i]) * x[i];
+        e += d * d;
     }
+    return e == 0 ? 999.0 : 10.0 * std::log10(s / e);
+}
+
+double snr_db(const std::vector<int16_t>& x, const std::vector<int16_t>& y) {
+    std::size_t coarse = 0;
+    double best = -1e9;
+    for (std::size_t lag = 0; lag <= 1024 && lag < y.size(); ++lag)
+        if (const double v = snr_at(x, y, lag, 8); v > best) best = v, coarse = lag;
+    best = -1e9;
+    for (std::size_t lag = coarse > 8 ? coarse - 8 : 0; lag <= coarse + 8 && lag < y.size(); ++lag)
+        best = std::max(best, snr_at(x, y, lag, 1));
     return best;
 }
 
@@ -254,6 +272,11 @@ int run_decode(const Args& a) {
     const auto t0 = Clock::now();
     dec->decode(bits.data(), bits.size(), out);
     const double t = seconds_since(t0);
+    if (const std::string e = dec->error(); !e.empty()) fail(1, "'" + a.in + "': " + e);
+    if (const std::size_t left = dec->pending_octets())
+        std::fprintf(stderr, "zinsc: warning: '%s' ends in %zu octets that make no whole %s frame; they were ignored\n",
+                     a.in.c_str(), left, c.name);
+    if (out.empty()) fail(1, "'" + a.in + "' holds no whole " + std::string(c.name) + " frame");
     write_wav(a.out, c.sample_rate, to_linear(out, a.options.law), sndfile_format(a.options.law));
     const double audio = double(out.size()) / c.sample_rate;
     std::printf("decode %s: %.2f s of audio, %.1f kbit/s, %.0fx real time\n", c.name, audio, c.bit_rate / 1000.0,
@@ -298,7 +321,7 @@ int run_demo() {
     const fs::path dir = data_dir();
     std::printf("%-10s %10s %10s %14s\n", "codec", "kbit/s", "SNR dB", "x real time");
     for (const zc::CodecInfo* c : zc::all_codecs()) {
-        const fs::path file = dir / (c->sample_rate == 16000 ? "speech-16k.wav" : "speech-8k.wav");
+        const fs::path file = dir / ("speech-" + std::to_string(c->sample_rate / 1000) + "k.wav");
         const auto pcm = read_wav(file.string(), c->sample_rate);
         const Result r = roundtrip(*c, zc::CodecOptions{}, pcm);
         std::printf("%-10s %10.1f %10.2f %14.0f\n", c->name, c->bit_rate / 1000.0, r.snr, r.speed);
