@@ -22,10 +22,10 @@
 //
 // The 16-bit path keeps these scale factors:
 // - far end analysed at scale 0: the controller's power threshold is set
-//   for sub-band values at the transform's own scale. A block's power
-//   (re^2 + im^2) / 2^10 of speech peaking at -3 dBFS stays below 2^25, and
-//   the running sum over the tail below 2^30; a saturated sum would stop
-//   tracking its window and mis-set every later step.
+//   for sub-band values at the transform's own scale. The running sum of
+//   block powers (re^2 + im^2) / 2^10 over the tail stays inside 32 bits for
+//   speech (peaks at -3 dBFS); a long full-scale tone would saturate it, and
+//   a saturated sum stops tracking its window and mis-sets later steps.
 // - microphone analysed at scale -8 and filters run at scale 10 on Q18
 //   coefficients, so that the errors carry 8 fractional bits: the update
 //   scales the error by the step mantissa in 32 bits, and an error of a few
