@@ -229,6 +229,77 @@ ZINSC_API ZinStatus zinsEncodeInit_G726_16s8u(ZinG726EncState* pState, ZinSpeech
 /* Encodes len 14-bit linear samples to G.726 codes, one per byte; len < 0 does nothing. */
 ZINSC_API ZinStatus zinsEncode_G726_16s8u(ZinG726EncState* pState, const Zin16s* pSrc, Zin8u* pDst, int len);
 
+/* ---- Echo cancellation: sub-band bank, adaptive filters, controllers --- */
+
+/* State objects of the sub-band bank and the sub-band controllers; any alignment, not movable after Init. */
+typedef struct ZinSubbandProcessState_32f ZinSubbandProcessState_32f;
+typedef struct ZinSubbandProcessState_16s ZinSubbandProcessState_16s;
+typedef struct ZinSubbandControllerState_EC_32f ZinSubbandControllerState_EC_32f;
+typedef struct ZinSubbandControllerState_EC_16s ZinSubbandControllerState_EC_16s;
+
+/* Sizes of a float bank object, its init block and its work buffer for 2^order points and windowLen taps. */
+ZINSC_API ZinStatus zinsSubbandProcessGetSize_32f(int order, int windowLen, int* pStateSize, int* pInitBufSize, int* pWorkBufSize);
+/* Sizes of a 16-bit bank object, its init block and its work buffer for 2^order points and windowLen taps. */
+ZINSC_API ZinStatus zinsSubbandProcessGetSize_16s(int order, int windowLen, int* pStateSize, int* pInitBufSize, int* pWorkBufSize);
+/* Prepares a float bank object; a null window takes the built-in one of (5, 24, 128) or (6, 44, 256). */
+ZINSC_API ZinStatus zinsSubbandProcessInit_32f(ZinSubbandProcessState_32f* pState, int order, int frameSize, int windowLen, const Zin32f* pWindow, Zin8u* pInitBuf);
+/* Prepares a 16-bit bank object with a Q13 window; a null window takes a built-in one as for the float form. */
+ZINSC_API ZinStatus zinsSubbandProcessInit_16s(ZinSubbandProcessState_16s* pState, int order, int frameSize, int windowLen, const Zin16s* pWindow, Zin8u* pInitBuf);
+/* Analysis: frameSize samples in, 2^(order-1) + 1 sub-band samples out in CCS order. */
+ZINSC_API ZinStatus zinsSubbandAnalysis_32f32fc(const Zin32f* pSignal, Zin32fc* pSubbands, ZinSubbandProcessState_32f* pState, Zin8u* pWorkBuf);
+/* Analysis of 16-bit samples; sub-band values scaled by 2^-scaleFactor, rounded to nearest even, saturated. */
+ZINSC_API ZinStatus zinsSubbandAnalysis_16s32sc_Sfs(const Zin16s* pSignal, Zin32sc* pSubbands, ZinSubbandProcessState_16s* pState, int scaleFactor, Zin8u* pWorkBuf);
+/* Synthesis by weighted overlap-add: 2^(order-1) + 1 sub-band samples in, frameSize samples out. */
+ZINSC_API ZinStatus zinsSubbandSynthesis_32fc32f(const Zin32fc* pSubbands, Zin32f* pSignal, ZinSubbandProcessState_32f* pState, Zin8u* pWorkBuf);
+/* Synthesis to 16-bit samples; the inverse transform's output scaled by 2^-scaleFactor; reads 2^order + 1 words. */
+ZINSC_API ZinStatus zinsSubbandSynthesis_32sc16s_Sfs(const Zin32sc* pSubbands, Zin16s* pSignal, ZinSubbandProcessState_16s* pState, int scaleFactor, Zin8u* pWorkBuf);
+
+/* Sub-band FIR: dst[k] = sum over taps t of x[t][k] * h[t][k]; ppFilterInput[0] is the newest block. */
+ZINSC_API ZinStatus zinsFIRSubband_EC_32fc(const Zin32fc* const* ppFilterInput, const Zin32fc* const* ppCoefs, Zin32fc* pDst, int numSegments, int numSubbands);
+/* Sub-band FIR in 64-bit saturating sums, scaled by 2^-scaleFactor (-31..31) toward zero, saturated to 32 bits. */
+ZINSC_API ZinStatus zinsFIRSubband_EC_32sc_Sfs(const Zin32sc* const* ppFilterInput, const Zin32sc* const* ppCoefs, Zin32sc* pDst, int numSegments, int numSubbands, int scaleFactor);
+/* Sub-band FIR over sub-bands startSubband..numSubbands-1 in wrapping 64-bit sums, floor-shifted, low 32 bits kept. */
+ZINSC_API ZinStatus zinsFIRSubbandLow_EC_32sc_Sfs(const Zin32sc* const* ppFilterInput, const Zin32sc* const* ppCoefs, int numSegments, Zin32sc* pDst, int startSubband, int numSubbands, int scaleFactor);
+/* NLMS update of sub-band coefficients: h[t][k] += step[k] * e[k] * conj(x[t][k]); steps must not be negative. */
+ZINSC_API ZinStatus zinsFIRSubbandCoeffUpdate_EC_32fc_I(const Zin64f* pStepSize, const Zin32fc* const* ppFilterInput, const Zin32fc* pError, Zin32fc* const* ppCoefs, int numSegments, int numSubbands);
+/* Fixed-point NLMS update with (mantissa, exponent) steps; saturating coefficient sums. */
+ZINSC_API ZinStatus zinsFIRSubbandCoeffUpdate_EC_32sc_I(const Zin32sc* pStepSize, const Zin32sc* const* ppFilterInput, const Zin32sc* pError, Zin32sc* const* ppCoefs, int numSegments, int numSubbands, int scaleFactor);
+/* Fixed-point NLMS update of sub-bands startSubband..numSubbands-1; writes the scaled errors; wrapping right-shift sums. */
+ZINSC_API ZinStatus zinsFIRSubbandLowCoeffUpdate_EC_32sc_I(const Zin32sc* const* ppFilterInput, const Zin32sc* pError, Zin32sc* const* ppCoefs, int numSegments, Zin32sc* pScaledError, const Zin32sc* pStepSize, int startSubband, int numSubbands, int scaleFactor);
+/* Affine-projection update of order apOrder; reads numSegments + apOrder - 1 history vectors. */
+ZINSC_API ZinStatus zinsFIRSubbandAPCoeffUpdate_EC_32fc_I(const Zin64f* const* ppStepSize, const Zin32fc* const* ppFilterInput, const Zin32fc* const* ppError, Zin32fc* const* ppCoefs, int numSegments, int numSubbands, int apOrder);
+/* Full-band FIR error: e[n] = d[n] - sum_j ref[n-j] * h[j]; reads tapLen - 1 samples before pRef. */
+ZINSC_API ZinStatus zinsFIR_EC_32f(const Zin32f* pRef, const Zin32f* pDesired, Zin32f* pError, int len, const Zin32f* pCoefs, int tapLen);
+/* Full-band FIR error with Q15 coefficients, each product rounded, saturating sums. */
+ZINSC_API ZinStatus zinsFIR_EC_16s(const Zin16s* pRef, const Zin16s* pDesired, Zin16s* pError, int len, const Zin16s* pCoefs, int tapLen);
+/* Full-band NLMS, update delayed by one sample and fused with the filter; *pGain carries the pending update. */
+ZINSC_API ZinStatus zinsNLMS_EC_32f(const Zin32f* pRef, const Zin32f* pDesired, const Zin32f* pStep, Zin32f* pError, int len, Zin32f* pCoefs, int tapLen, Zin32f* pGain);
+/* Full-band NLMS in fixed point: Q15 coefficients, Q11 steps; reads tapLen samples before pRef. */
+ZINSC_API ZinStatus zinsNLMS_EC_16s(const Zin16s* pRef, const Zin16s* pDesired, const Zin32s* pStep, Zin16s* pError, int len, Zin16s* pCoefs, int tapLen, Zin16s* pGain);
+
+/* Size of a float sub-band controller object (16*numSubbands + 112); sampleFreq 8000 or 16000. */
+ZINSC_API ZinStatus zinsSubbandControllerGetSize_EC_32f(int numSubbands, int frameSize, int numSegments, int sampleFreq, int* pSize);
+/* Size of a 16-bit sub-band controller object (5*roundup16(4*numSubbands) + 128). */
+ZINSC_API ZinStatus zinsSubbandControllerGetSize_EC_16s(int numSubbands, int frameSize, int numSegments, int sampleFreq, int* pSize);
+/* Prepares a float sub-band controller object. */
+ZINSC_API ZinStatus zinsSubbandControllerInit_EC_32f(ZinSubbandControllerState_EC_32f* pState, int numSubbands, int frameSize, int numSegments, int sampleFreq);
+/* Prepares a 16-bit sub-band controller object. */
+ZINSC_API ZinStatus zinsSubbandControllerInit_EC_16s(ZinSubbandControllerState_EC_16s* pState, int numSubbands, int frameSize, int numSegments, int sampleFreq);
+/* Clears the error and coefficient powers of a float controller; the far-end power window stays. */
+ZINSC_API ZinStatus zinsSubbandControllerReset_EC_32f(ZinSubbandControllerState_EC_32f* pState);
+/* Clears the error and coefficient powers of a 16-bit controller; the far-end power window stays. */
+ZINSC_API ZinStatus zinsSubbandControllerReset_EC_16s(ZinSubbandControllerState_EC_16s* pState);
+/* Per-sub-band NLMS steps (64f) from the far-end history, mu 0.5; pSinSubbands may be null; pRin, pSin unread. */
+ZINSC_API ZinStatus zinsSubbandControllerUpdate_EC_32f(const Zin32f* pRin, const Zin32f* pSin, const Zin32fc* const* ppRinHistory, const Zin32fc* pSinSubbands, Zin64f* pDstStepSize, ZinSubbandControllerState_EC_32f* pState);
+/* Per-sub-band (mantissa, exponent) steps from the far-end history; pSinSubbands may be null; pRin, pSin unread. */
+ZINSC_API ZinStatus zinsSubbandControllerUpdate_EC_16s(const Zin16s* pRin, const Zin16s* pSin, const Zin32sc* const* ppRinHistory, const Zin32sc* pSinSubbands, Zin32sc* pDstStepSize, ZinSubbandControllerState_EC_16s* pState);
+/* Per-sub-band steps mu / far-end power (64f), mu in 0..1; pSinSubbands may be null. */
+ZINSC_API ZinStatus zinsSubbandAPControllerUpdate_EC_32f(const Zin32fc* const* ppRinHistory, const Zin32fc* pSinSubbands, Zin64f* pDstStepSize, Zin32f mu, ZinSubbandControllerState_EC_32f* pState);
+/* Compares adaptive and fixed filters per sub-band, saves or restores coefficients, gives the smoothed gain 0..1. */
+ZINSC_API ZinStatus zinsSubbandController_EC_32f(const Zin32fc* pAdaptiveErr, const Zin32fc* pFixedErr, Zin32fc* const* ppAdaptiveCoefs, Zin32fc* const* ppFixedCoefs, Zin32f* pGain, ZinSubbandControllerState_EC_32f* pState);
+/* Fixed-point form of the filter comparison; the gain is 0..32767. */
+ZINSC_API ZinStatus zinsSubbandController_EC_16s(const Zin32sc* pAdaptiveErr, const Zin32sc* pFixedErr, Zin32sc* const* ppAdaptiveCoefs, Zin32sc* const* ppFixedCoefs, Zin16s* pGain, ZinSubbandControllerState_EC_16s* pState);
+
 /* ---- G.722 ------------------------------------------------------------- */
 
 /* Shared encoder/decoder state of the sub-band ADPCM coder: 144 bytes at any alignment. */

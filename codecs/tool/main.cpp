@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "aec.h"
 #include "codec.h"
 #include "wav.h"
 #include "zinsc.h"
@@ -30,6 +31,7 @@ const char* const kUsage =
     "  demo       the bundled speech through every codec, as a table\n"
     "  list       the codecs\n"
     "  alc        G.169 level control of a WAV file (see zinsc alc --help)\n"
+    "  aec        echo cancellation: zinsc aec [--tail MS] [--fixed] [--builtin] FAR.wav MIC.wav OUT.wav\n"
     "\n"
     "options:\n"
     "  -c, --codec NAME       codec, e.g. g726-32 (see `zinsc list`)\n"
@@ -43,11 +45,15 @@ const char* const kUsage =
     "      --no-postfilter    G.728 decode/roundtrip: the decoder without its post-filter\n"
     "      --erasures MASK    G.728 decode: conceal the 10 ms frames marked 1 in the ASCII\n"
     "                         file MASK (0 = good frame; read again from its start)\n"
+    "      --tail MS          aec: the longest echo path in ms (default 128)\n"
+    "      --fixed            aec: the 16-bit path of the echo kit\n"
+    "      --builtin          aec: the bank's built-in operating point\n"
     "  -h, --help             this text\n";
 
 struct Args {
-    std::string command, codec, in, out;
+    std::string command, codec, in, out, far;
     zc::CodecOptions options;
+    zc::EchoOptions echo;
 };
 
 [[noreturn]] void fail(int code, const std::string& msg) {
@@ -124,6 +130,16 @@ Args parse(int argc, char** argv) {
             a.options.postfilter = false;
         } else if (s == "--erasures") {
             a.options.erasures = read_mask(value());
+        } else if (s == "--tail") {
+            const std::string v = value();
+            char* end = nullptr;
+            const long ms = std::strtol(v.c_str(), &end, 10);
+            if (v.empty() || *end || ms < 1 || ms > 2000) fail(2, "--tail takes 1 to 2000 ms, not '" + v + "'");
+            a.echo.tail_ms = static_cast<int>(ms);
+        } else if (s == "--fixed") {
+            a.echo.fixed_point = true;
+        } else if (s == "--builtin") {
+            a.echo.builtin = true;
         } else if (s.size() > 1 && s[0] == '-') {
             fail(2, "unknown option '" + s + "'; see zinsc --help");
         } else if (a.command.empty()) {
@@ -142,6 +158,11 @@ Args parse(int argc, char** argv) {
         if (files.size() != 2) fail(2, a.command + " needs an input and an output file; see zinsc --help");
         a.in = files[0];
         a.out = files[1];
+    } else if (a.command == "aec") {
+        if (files.size() != 3) fail(2, "aec needs FAR.wav MIC.wav OUT.wav; see zinsc --help");
+        a.far = files[0];
+        a.in = files[1];
+        a.out = files[2];
     } else if (!files.empty()) {
         fail(2, a.command + " takes no files");
     }
@@ -346,6 +367,50 @@ int run_list() {
     return 0;
 }
 
+// The far end and the microphone through the sub-band echo canceller.
+int run_aec(const Args& a) {
+    auto load = [](const std::string& path, zc::WavInfo& info) {
+        std::vector<int16_t> pcm;
+        std::string error;
+        if (!zc::read_wav(path, pcm, info, error)) fail(1, "cannot open '" + path + "': " + error);
+        if (info.channels != 1)
+            fail(1, "'" + path + "' has " + std::to_string(info.channels) + " channels; aec takes mono");
+        if (info.rate != 8000 && info.rate != 16000)
+            fail(1, "'" + path + "' is sampled at " + std::to_string(info.rate) + " Hz; aec takes 8000 or 16000 Hz");
+        return pcm;
+    };
+    zc::WavInfo fi, mi;
+    const auto far = load(a.far, fi);
+    const auto mic = load(a.in, mi);
+    if (fi.rate != mi.rate)
+        fail(1, "the far end is at " + std::to_string(fi.rate) + " Hz and the microphone at " + std::to_string(mi.rate) +
+                    " Hz; both must have the same rate");
+    zc::EchoOptions o = a.echo;
+    o.rate = mi.rate;
+    auto ec = zc::EchoCanceller::make(o);
+    if (!ec) fail(2, "cannot set up the echo canceller");
+    const auto t0 = Clock::now();
+    const std::vector<int16_t> out = ec->run(far, mic);
+    const double t = seconds_since(t0);
+    write_wav(a.out, mi.rate, out, SF_FORMAT_PCM_16);
+    // ERLE over the 10 ms frames where the far end is active (above -50 dBov).
+    const std::size_t frame = static_cast<std::size_t>(mi.rate / 100);
+    double pm = 0, po = 0;
+    for (std::size_t i = 0; i + frame <= mic.size(); i += frame) {
+        double pf = 0, m = 0, y = 0;
+        for (std::size_t j = i; j < i + frame; ++j) {
+            const double f = j < far.size() ? far[j] : 0.0;
+            pf += f * f, m += double(mic[j]) * mic[j], y += double(out[j]) * out[j];
+        }
+        if (pf / frame > 103.6 * 103.6) pm += m, po += y;  // 32768 * 10^(-50/20)
+    }
+    const double audio = double(mic.size()) / mi.rate;
+    std::printf("aec %d Hz, %s, tail %d ms: %.2f s of audio, ERLE %.1f dB over far-end speech, %.0fx real time\n",
+                mi.rate, o.fixed_point ? "16-bit" : "float", o.tail_ms, audio,
+                po > 0 ? 10 * std::log10(pm / po) : 0.0, t > 0 ? audio / t : 0.0);
+    return 0;
+}
+
 }  // namespace
 
 int run_alc(int argc, char** argv);
@@ -358,5 +423,6 @@ int main(int argc, char** argv) {
     if (a.command == "roundtrip") return run_roundtrip(a);
     if (a.command == "demo") return run_demo();
     if (a.command == "list") return run_list();
+    if (a.command == "aec") return run_aec(a);
     fail(2, "unknown command '" + a.command + "'; see zinsc --help");
 }

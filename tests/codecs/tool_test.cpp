@@ -164,6 +164,64 @@ TEST(Tool, EncodeDecodeRoundtrip) {
     EXPECT_EQ(info.format & SF_FORMAT_SUBMASK, SF_FORMAT_ALAW);
 }
 
+// A mono 16-bit WAV of the given samples.
+void write_mono(const fs::path& p, int rate, const std::vector<short>& pcm, int channels = 1) {
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = channels;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    SNDFILE* f = sf_open(p.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(f, nullptr);
+    sf_write_short(f, pcm.data(), static_cast<sf_count_t>(pcm.size()));
+    sf_close(f);
+}
+
+// The echo canceller on the bundled speech through a short echo path: the
+// output has the microphone's rate and length, and the summary its ERLE.
+TEST(Tool, EchoCanceller) {
+    SF_INFO info{};
+    SNDFILE* f = sf_open(kSpeech8k.c_str(), SFM_READ, &info);
+    ASSERT_NE(f, nullptr);
+    std::vector<short> far(static_cast<std::size_t>(info.frames));
+    sf_read_short(f, far.data(), info.frames);
+    sf_close(f);
+    far.resize(8000 * 6);
+    std::vector<short> mic(far.size(), 0);
+    for (std::size_t n = 80; n < far.size(); ++n)  // 10 ms late, -6 dB, a little smeared
+        mic[n] = static_cast<short>((far[n - 40] / 2 + far[n - 41] / 4 - far[n - 45] / 8) / 2);
+    mic.resize(mic.size() - 333);
+    const fs::path pf = scratch() / "far.wav", pm = scratch() / "mic.wav", po = scratch() / "aec.wav";
+    write_mono(pf, 8000, far);
+    write_mono(pm, 8000, mic);
+    ToolRun r = zinsc("aec --tail 64 " + pf.string() + " " + pm.string() + " " + po.string());
+    ASSERT_EQ(r.status, 0) << r.err;
+    int rate = 0;
+    EXPECT_EQ(frames(po, &rate), static_cast<sf_count_t>(mic.size()));
+    EXPECT_EQ(rate, 8000);
+    const std::size_t at = r.out.find("ERLE ");
+    ASSERT_NE(at, std::string::npos) << r.out;
+    EXPECT_GT(std::atof(r.out.c_str() + at + 5), 12.0) << r.out;  // convergence included
+    r = zinsc("aec --fixed --builtin " + pf.string() + " " + pm.string() + " " + po.string());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("16-bit"), std::string::npos) << r.out;
+
+    // Clear failures: rates that differ, stereo, another rate, a bad tail.
+    r = zinsc("aec " + kSpeech16k + " " + pm.string() + " " + po.string());
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("same rate"), std::string::npos) << r.err;
+    const fs::path stereo = scratch() / "aec-stereo.wav", odd = scratch() / "aec-11k.wav";
+    write_mono(stereo, 8000, std::vector<short>(1600, 1), 2);
+    write_mono(odd, 11025, std::vector<short>(1600, 1));
+    r = zinsc("aec " + pf.string() + " " + stereo.string() + " " + po.string());
+    EXPECT_NE(r.err.find("2 channels"), std::string::npos) << r.err;
+    r = zinsc("aec " + odd.string() + " " + odd.string() + " " + po.string());
+    EXPECT_NE(r.err.find("8000 or 16000"), std::string::npos) << r.err;
+    r = zinsc("aec --tail 0 " + pf.string() + " " + pm.string() + " " + po.string());
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("--tail"), std::string::npos) << r.err;
+    EXPECT_NE(zinsc("aec " + pf.string() + " " + pm.string()).status, 0);
+}
+
 TEST(Tool, Demo) {
     const ToolRun r = zinsc("demo");
     ASSERT_EQ(r.status, 0) << r.err;
