@@ -276,6 +276,27 @@ ZINSC_API ZinStatus zinsShortTermSynthesisFilter_GSMFR_16s(const Zin16s* pRC, co
 /* APCM inverse quantisation (4.2.16) of 13 codes with the mantissa factor and the shift 6 - exponent. */
 ZINSC_API ZinStatus zinsRPEQuantDecode_GSMFR_16s(const Zin16s* pSrc, Zin16s ampl, Zin16s amplSfs, Zin16s* pDst);
 
+/* ---- G.723.1 (6.3 and 5.3 kbit/s) ---------------------------------------- */
+
+/* DC removal of a 240-sample frame (2.3); pMem[0] the previous input, pMem[1] the previous 32-bit output. */
+ZINSC_API ZinStatus zinsHighPassFilter_G723_16s(const Zin16s* pSrc, Zin16s* pDst, Zin32s* pMem);
+/* Scaled, Hamming-windowed, corrected autocorrelation of 180 samples (2.4): 11 lags and their exponent (40 for silence). */
+ZINSC_API ZinStatus zinsAutoCorr_G723_16s(const Zin16s* pSrc, Zin16s* pExp, Zin16s* pDst);
+/* 11 lags of 180 samples: lag 0 with the 1025/1024 correction and normalised by *pNorm, lags 1-10 lag-windowed. */
+ZINSC_API ZinStatus zinsAutoCorr_NormE_G723_16s(const Zin16s* pSrc, Zin16s* pDst, Zin32s* pNorm);
+/* Durbin recursion to 10 LPC (Q13) with the residual energy; shifts the sine flag *pSine once (2.4). */
+ZINSC_API ZinStatus zinsLevinsonDurbin_G723_16s(const Zin16s* pSrcAutoCorr, Zin16s* pSine, Zin16s* pEnergy, Zin16s* pDstLpc);
+/* LPC to LSP on the 256-point cosine grid (2.5); the previous LSP vector when 10 roots aren't found. */
+ZINSC_API ZinStatus zinsLPCToLSF_G723_16s(const Zin16s* pSrcLpc, const Zin16s* pSrcPrevLsf, Zin16s* pDstLsf);
+/* LSP to 10 negated LPC (Q13) for synthesis by plain multiply-accumulate (2.7). */
+ZINSC_API ZinStatus zinsLSFToLPC_G723_16s(const Zin16s* pSrcLsf, Zin16s* pDstLpc);
+/* zinsLSFToLPC_G723_16s in place. */
+ZINSC_API ZinStatus zinsLSFToLPC_G723_16s_I(Zin16s* pSrcDst);
+/* Predictive split VQ of the LSP vector (2.6): *pIndex = band0 << 16 | band1 << 8 | band2. */
+ZINSC_API ZinStatus zinsLSFQuant_G723_16s32s(const Zin16s* pSrcLsf, const Zin16s* pSrcPrevLsf, Zin32s* pIndex);
+/* LSP decoding with the stability loop (3.2), erased frames predicted from pSrcPrevLsf; zinStsLsfLowWarn if unstable. */
+ZINSC_API ZinStatus zinsLSFDecode_G723_16s(const Zin16s* pSrcBands, const Zin16s* pSrcPrevLsf, Zin32s erased, Zin16s* pDstLsf);
+
 #ifdef __cplusplus
 }
 #endif
