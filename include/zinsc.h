@@ -89,7 +89,9 @@ typedef struct {
 typedef enum {
     zinSpchBr4750  = 0,   /* GSM-AMR 4.75 kbit/s */
     zinSpchBr5150  = 1,   /* GSM-AMR 5.15 kbit/s */
+    zinSpchBr5300  = 2,   /* G.723.1 5.3 kbit/s */
     zinSpchBr5900  = 3,   /* GSM-AMR 5.9 kbit/s */
+    zinSpchBr6300  = 4,   /* G.723.1 6.3 kbit/s */
     zinSpchBr6600  = 5,   /* AMR-WB 6.60 kbit/s */
     zinSpchBr6700  = 6,   /* GSM-AMR 6.7 kbit/s */
     zinSpchBr7400  = 7,   /* GSM-AMR 7.4 kbit/s */
@@ -296,6 +298,16 @@ ZINSC_API ZinStatus zinsLSFToLPC_G723_16s_I(Zin16s* pSrcDst);
 ZINSC_API ZinStatus zinsLSFQuant_G723_16s32s(const Zin16s* pSrcLsf, const Zin16s* pSrcPrevLsf, Zin32s* pIndex);
 /* LSP decoding with the stability loop (3.2), erased frames predicted from pSrcPrevLsf; zinStsLsfLowWarn if unstable. */
 ZINSC_API ZinStatus zinsLSFDecode_G723_16s(const Zin16s* pSrcBands, const Zin16s* pSrcPrevLsf, Zin32s erased, Zin16s* pDstLsf);
+/* Open-loop pitch of 120 samples at pSrc (2.9), reading 142 before them: lag 18 to 142. */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearch_G723_16s(const Zin16s* pSrc, Zin16s* pDelay);
+/* Harmonic noise weighting (2.11) of 60 samples around an open-loop delay of 18 to 145: filter lag and gain. */
+ZINSC_API ZinStatus zinsHarmonicSearch_G723_16s(Zin16s delay, const Zin16s* pSrc, Zin16s* pDelay, Zin16s* pGain);
+/* Closed-loop 5-tap pitch (2.14) over 145 past excitation samples with taming by the 5 zone errors; *pLag the lag, *pGainIndex the row. */
+ZINSC_API ZinStatus zinsAdaptiveCodebookSearch_G723(Zin16s baseDelay, const Zin16s* pSrcTarget, const Zin16s* pSrcImp, const Zin16s* pSrcPrevExc, const Zin32s* pSrcErrors, Zin16s* pLag, Zin16s* pGainIndex, Zin16s subframe, Zin16s sineFlag, ZinSpeechBitrate rate);
+/* MP-MLQ search (2.15): 60-sample excitation (pulse amplitudes from the fixed gain table, train included), grid, train, signs, positions. */
+ZINSC_API ZinStatus zinsMPMLQFixedCodebookSearch_G723(Zin16s baseDelay, const Zin16s* pSrcImp, const Zin16s* pSrcTarget, Zin16s* pDstCode, Zin16s* pGrid, Zin16s* pTrain, Zin16s* pSign, Zin32s* pPosition, Zin16s subframe);
+/* One grid of the MP-MLQ pulse and gain search; pBest (gain, grid, 6 positions, 6 amplitudes) and *pScore change where it improves. */
+ZINSC_API ZinStatus zinsGainQuant_G723_16s(const Zin16s* pSrcImp, const Zin16s* pSrcTarget, const Zin16s* pImpCorr, const Zin32s* pCorr, Zin16s* pBest, Zin16s grid, Zin16s* pMap, int pulseCount, Zin32s* pScore);
 
 #ifdef __cplusplus
 }
