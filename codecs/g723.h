@@ -30,4 +30,29 @@ struct EncoderState {
 // One frame of 240 samples to its packed frame; returns the size in bytes.
 int encode_frame(EncoderState& st, const int16_t* pcm, uint8_t* frame);
 
+// Size in bytes of the frame whose first byte is `first`: 24, 20, 4 or 1.
+inline int frame_size(uint8_t first) {
+    static constexpr int kSize[4] = {24, 20, 4, 1};
+    return kSize[first & 3];
+}
+
+struct DecoderState {
+    bool postfilter = true;
+    int16_t prev_lsp[10], sid_lsp[10];
+    int16_t exc[145 + 240 + 4];   // excitation: 145 of history, the frame, room for ACELP pulses past it
+    int16_t prev_exc[145];
+    int16_t audio[10 + 145 + 240];  // synthesis memory and frame; also the scaled excitation
+    int16_t synth[10];
+    int16_t pf_fir[10];
+    int32_t pf_iir[10];
+    int32_t reflection, pf_gain;
+    int erased, interp_index, interp_gain, seed, cng_seed, sid_gain, cur_gain;
+    int past_type;  // 0 speech, 1 SID, 2 untransmitted
+    bool rate63;
+    void reset(bool postfilter);
+};
+
+// One frame (or an erasure, `frame` ignored) to 240 samples.
+void decode_frame(DecoderState& st, const uint8_t* frame, bool erased, int16_t* pcm);
+
 }  // namespace zc::g723

@@ -2,19 +2,12 @@
 #include <cstring>
 
 #include "g723.h"
+#include "g723_common.h"
 #include "g723_tables.h"
 #include "zinsc.h"
 
 namespace zc::g723 {
 namespace {
-
-constexpr int kSub = 60;
-constexpr int kHist = 145;
-
-inline int32_t sat32(int64_t v) { return v > INT32_MAX ? INT32_MAX : (v < INT32_MIN ? INT32_MIN : int32_t(v)); }
-inline int16_t sat16(int32_t v) { return v > 32767 ? 32767 : (v < -32768 ? -32768 : int16_t(v)); }
-// The high half of a saturated 32-bit value with rounding.
-inline int16_t round_hi(int64_t v) { return int16_t(sat32(v + 0x8000) >> 16); }
 
 // LSB-first bit writer of the packed frames.
 struct BitWriter {
@@ -81,25 +74,6 @@ void harmonic_subtract(const Harmonic& hf, const int16_t* src, int16_t* dst) {
     for (int i = 0; i < kSub; ++i)
         dst[i] = round_hi((int64_t(dst[i] - src[i]) << 16) + 2 * int64_t(hf.gain) * src[i - hf.delay]);
 }
-
-// The 5-tap adaptive codebook vector of `lag` with gain row `row`.
-void acb_vector(const int16_t* prev, int lag, const int16_t* tab, int row, int16_t* v) {
-    int16_t r[kSub + 4];
-    const int off = kHist - 2 - lag;
-    r[0] = prev[off];
-    r[1] = prev[off + 1];
-    for (int i = 2; i < kSub + 4; ++i) r[i] = prev[off + 2 + (i - 2) % lag];
-    const int16_t* g = tab + 20 * row;
-    for (int i = 0; i < kSub; ++i) {
-        int32_t s = 0;
-        for (int k = 0; k < 5; ++k) s += r[i + k] * g[k];
-        v[i] = int16_t(sat32(0x8000 + int64_t(sat32(2 * int64_t(sat32(2 * int64_t(s)))))) >> 16);
-    }
-}
-
-// Gain tables of the closed-loop lag: the 85-row table at 6.3 kbit/s below
-// lag 58, else the 170-row one.
-inline bool small_table(bool rate63, int lag) { return rate63 && lag < kSub - 2; }
 
 // L_mls of the reference: floor(a * b / 32768), saturated.
 inline int32_t mls(int32_t a, int16_t b) { return sat32((int64_t(a) * b) >> 15); }
@@ -256,9 +230,8 @@ int encode_frame(EncoderState& st, const int16_t* pcm, uint8_t* frame) {
             sf[k].ad_lag = cl_lag - lag[k >> 1] + 1;
         }
         sf[k].ad_gain = gain_row;
-        const int16_t* tab = small_table(st.rate63, lag[k >> 1]) ? kAcbkGain85 : kAcbkGain170;
         int16_t acb[kSub];
-        acb_vector(st.prev_exc, lag[k >> 1] + sf[k].ad_lag - 1, tab, gain_row, acb);
+        acb_vector(st.prev_exc, lag[k >> 1] + sf[k].ad_lag - 1, st.rate63, lag[k >> 1], gain_row, acb);
         for (int i = 0; i < kSub; ++i) {
             int64_t s = int64_t(t[i]) << 14;
             for (int j = 0; j <= i; ++j) s -= int64_t(acb[j]) * imp[i - j];
