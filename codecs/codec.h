@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -24,6 +25,8 @@ struct CodecOptions {
     PcmLaw law = PcmLaw::Linear;      // decoder output (G.726)
     Packing packing = Packing::Rfc3551;
     bool wav49 = false;               // GSM 06.10: 65-octet frame pairs
+    bool postfilter = true;           // G.723.1 decoder: pitch and formant post-filters
+    std::string erasures;             // G.723.1 decoder: one character a frame, '1' erased
 };
 
 // A running encoder: takes 16-bit linear samples at the codec's sampling
@@ -42,6 +45,8 @@ class Decoder {
 public:
     virtual ~Decoder() = default;
     virtual void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) = 0;
+    // Octets held back in an unfinished frame (a stream cut inside a frame).
+    virtual std::size_t pending() const { return 0; }
 };
 
 struct CodecInfo {

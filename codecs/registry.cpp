@@ -13,6 +13,7 @@ extern const CodecInfo kG726_32;
 extern const CodecInfo kG726_40;
 extern const CodecInfo kGsmFr;
 extern const CodecInfo kG722_64, kG722_56, kG722_48;
+extern const CodecInfo kG7231_63, kG7231_53;
 
 namespace {
 const CodecInfo* const kCodecs[] = {
@@ -24,6 +25,8 @@ const CodecInfo* const kCodecs[] = {
     &kG722_64,
     &kG722_56,
     &kG722_48,
+    &kG7231_63,
+    &kG7231_53,
 };
 }  // namespace
 

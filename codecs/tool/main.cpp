@@ -36,6 +36,9 @@ const char* const kUsage =
     "                         passes through G.711 first, for decode the output WAV is G.711\n"
     "  -p, --packing ORDER    G.726: rfc3551 (default) or aal2\n"
     "      --wav49            GSM 06.10: 65-octet frame pairs\n"
+    "      --no-postfilter    G.723.1: decode without the pitch and formant post-filters\n"
+    "      --erasures MASK    G.723.1: decode with frames erased where MASK (one character\n"
+    "                         a frame) has a 1\n"
     "  -h, --help             this text\n";
 
 struct Args {
@@ -88,6 +91,16 @@ Args parse(int argc, char** argv) {
             else fail(2, "unknown packing '" + v + "' (rfc3551, aal2)");
         } else if (s == "--wav49") {
             a.options.wav49 = true;
+        } else if (s == "--no-postfilter") {
+            a.options.postfilter = false;
+        } else if (s == "--erasures") {
+            const std::string path = value();
+            FILE* f = std::fopen(path.c_str(), "rb");
+            if (!f) fail(1, "cannot open '" + path + "': " + std::strerror(errno));
+            int ch;
+            while ((ch = std::fgetc(f)) != EOF)
+                if (ch == '0' || ch == '1') a.options.erasures.push_back(char(ch));
+            std::fclose(f);
         } else if (s.size() > 1 && s[0] == '-') {
             fail(2, "unknown option '" + s + "'; see zinsc --help");
         } else if (a.command.empty()) {
@@ -233,6 +246,8 @@ int run_decode(const Args& a) {
     const auto t0 = Clock::now();
     dec->decode(bits.data(), bits.size(), out);
     const double t = seconds_since(t0);
+    if (dec->pending())
+        fail(1, "'" + a.in + "' ends inside a frame (" + std::to_string(dec->pending()) + " octets left over)");
     write_wav(a.out, c.sample_rate, to_linear(out, a.options.law), sndfile_format(a.options.law));
     const double audio = double(out.size()) / c.sample_rate;
     std::printf("decode %s: %.2f s of audio, %.1f kbit/s, %.0fx real time\n", c.name, audio, c.bit_rate / 1000.0,

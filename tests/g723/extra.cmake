@@ -1,2 +1,6 @@
-# The composed G.723.1 codec on the caller's side.
+# The composed G.723.1 codec on the caller's side, and the zinsc tool as a program.
 target_link_libraries(test_${dir} PRIVATE zinsc_codecs)
+if(TARGET zinsc_tool)
+  target_compile_definitions(test_${dir} PRIVATE ZINSC_TOOL="$<TARGET_FILE:zinsc_tool>")
+  add_dependencies(test_${dir} zinsc_tool)
+endif()
