@@ -2,6 +2,7 @@
 // the decoder takes any mix of 24, 20, 4 and 1-octet frames.
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "codec.h"
 #include "g723.h"
@@ -60,7 +61,12 @@ public:
             decode_frame(st_, buf_, erased, out.data() + at);
         }
     }
-    std::size_t pending() const override { return fill_; }
+    std::size_t pending_octets() const override { return fill_; }
+    // Frames carry their size, so a stream that stops inside one is cut.
+    std::string error() const override {
+        if (fill_ == 0) return {};
+        return "the stream ends inside a frame (" + std::to_string(fill_) + " of " + std::to_string(need_) + " octets)";
+    }
 
 private:
     DecoderState st_;
