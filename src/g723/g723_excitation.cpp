@@ -23,10 +23,33 @@ using fx::round16;
 using fx::shl32;
 using fx::shr16;
 
-// Saturating L_mac sum of products (doubled).
+// Saturating L_mac sum of products (doubled). While the sum of the
+// products' magnitudes stays below 2^30 no partial sum can saturate, and the
+// exact sum is the answer; only beyond that the steps run one by one.
 inline i32 mac_sum(const i16* a, const i16* b, int n) {
+    i64 sum = 0, mag = 0;
+    for (int i = 0; i < n; ++i) {
+        const i32 p = i32{a[i]} * b[i];
+        sum += p;
+        mag += p < 0 ? -i64{p} : p;
+    }
+    if (mag < 0x40000000) return static_cast<i32>(2 * sum);
     i32 acc = 0;
     for (int i = 0; i < n; ++i) acc = mac32(acc, a[i], b[i]);
+    return acc;
+}
+
+// The same over the convolution sum of a[0..n] with b[n..0].
+inline i32 mac_conv(const i16* a, const i16* b, int n) {
+    i64 sum = 0, mag = 0;
+    for (int i = 0; i <= n; ++i) {
+        const i32 p = i32{a[i]} * b[n - i];
+        sum += p;
+        mag += p < 0 ? -i64{p} : p;
+    }
+    if (mag < 0x40000000) return static_cast<i32>(2 * sum);
+    i32 acc = 0;
+    for (int i = 0; i <= n; ++i) acc = mac32(acc, a[i], b[n - i]);
     return acc;
 }
 
@@ -160,11 +183,7 @@ void adaptive_search(int t, const i16* target, const i16* h, const i16* prev, co
         i16 r[kSubFrame + 4];
         lag_window(prev, t - 1 + k, r);
         i16 f[5][kSubFrame];
-        for (int j = 0; j < kSubFrame; ++j) {
-            i32 acc = 0;
-            for (int n = 0; n <= j; ++n) acc = mac32(acc, r[4 + n], h[j - n]);
-            f[4][j] = round16(acc);
-        }
+        for (int j = 0; j < kSubFrame; ++j) f[4][j] = round16(mac_conv(r + 4, h, j));
         for (int row = 3; row >= 0; --row) {
             f[row][0] = fx::mul16_round(r[row], 8192);
             for (int j = 1; j < kSubFrame; ++j)
@@ -272,11 +291,20 @@ void pulse_search(const i16* h, const i16* target, const i16* imp_corr, const i3
             map[at] = 1;
         }
         // Filtered pulse train and its score: 2 <target, y> - <y, y>.
+        // The pulses in ascending position: the saturating sum over the
+        // sparse train equals the one over all samples (zero terms are no-ops).
         std::memset(map, 0, kSubFrame * sizeof(i16));
         for (int k = 0; k < np; ++k) map[cand.pos[k]] = cand.amp[k];
+        int at[6], n = 0;
+        i16 amp_at[6];
+        for (int l = 0; l < kSubFrame; ++l)
+            if (map[l]) {
+                at[n] = l;
+                amp_at[n++] = map[l];
+            }
         for (int k = kSubFrame - 1; k >= 0; --k) {
             i32 acc = 0;
-            for (int l = 0; l <= k; ++l) acc = mac32(acc, map[l], h[k - l]);
+            for (int q = 0; q < n && at[q] <= k; ++q) acc = mac32(acc, amp_at[q], h[k - at[q]]);
             map[k] = fx::high16(fx::wrap32(i64{acc} << 2));
         }
         i32 err = 0;
