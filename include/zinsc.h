@@ -308,6 +308,10 @@ ZINSC_API ZinStatus zinsAdaptiveCodebookSearch_G723(Zin16s baseDelay, const Zin1
 ZINSC_API ZinStatus zinsMPMLQFixedCodebookSearch_G723(Zin16s baseDelay, const Zin16s* pSrcImp, const Zin16s* pSrcTarget, Zin16s* pDstCode, Zin16s* pGrid, Zin16s* pTrain, Zin16s* pSign, Zin32s* pPosition, Zin16s subframe);
 /* One grid of the MP-MLQ pulse and gain search; pBest (gain, grid, 6 positions, 6 amplitudes) and *pScore change where it improves. */
 ZINSC_API ZinStatus zinsGainQuant_G723_16s(const Zin16s* pSrcImp, const Zin16s* pSrcTarget, const Zin16s* pImpCorr, const Zin32s* pCorr, Zin16s* pBest, Zin16s grid, Zin16s* pMap, int pulseCount, Zin32s* pScore);
+/* ACELP correlation matrix of h (2.16), 416 values: 4 x 8 track diagonals, then tracks (0,1) (0,2) (0,3) (1,2) (1,3) (2,3) as 8 x 8. */
+ZINSC_API ZinStatus zinsToeplizMatrix_G723_16s32s(const Zin16s* pSrcImp, Zin32s* pDstRr);
+/* zinsToeplizMatrix_G723_16s32s narrowed to 16-bit values. */
+ZINSC_API ZinStatus zinsToeplizMatrix_G723_16s(const Zin16s* pSrcImp, Zin16s* pDstRr);
 
 #ifdef __cplusplus
 }

@@ -384,3 +384,39 @@ TEST(G723Exports, GainQuant) {
 }
 
 }  // namespace
+
+namespace {
+
+struct TzArgs {
+    Buf<Zin16s> h;
+    Buf<Zin32s> rr;
+    auto bufs() { return std::tie(h, rr); }
+};
+TEST(G723Exports, ToeplizMatrix) {
+    check_frame(zt::Export<TzArgs>{
+        "zinsToeplizMatrix_G723_16s32s",
+        [](Gen& g) { return TzArgs{g.in16(60), g.out<Zin32s>(416)}; },
+        [](TzArgs& a) { return zinsToeplizMatrix_G723_16s32s(a.h, a.rr); },
+        [](TzArgs& a) {
+            // The narrowing form, widened back, is the same matrix.
+            Zin16s r16[416];
+            EXPECT_EQ(zinsToeplizMatrix_G723_16s(a.h, r16), zinStsNoErr);
+            for (int i = 0; i < 416; ++i) a.rr[i] = r16[i];
+            return zinStsNoErr;
+        },
+        {zt::null(&TzArgs::h), zt::null(&TzArgs::rr)}});
+    Zin16s h[60] = {}, r16[416];
+    EXPECT_EQ(zinsToeplizMatrix_G723_16s(nullptr, r16), zinStsNullPtrErr);
+    EXPECT_EQ(zinsToeplizMatrix_G723_16s(h, nullptr), zinStsNullPtrErr);
+    // A unit impulse (scaled up to 0x4000 by its energy): the diagonal is its
+    // doubled energy inside the subframe, nothing at positions 60 and 62, and
+    // no correlation between distinct positions.
+    h[0] = 1024;
+    Zin32s rr[416];
+    ASSERT_EQ(zinsToeplizMatrix_G723_16s32s(h, rr), zinStsNoErr);
+    for (int t = 0; t < 4; ++t)
+        for (int j = 0; j < 8; ++j) EXPECT_EQ(rr[8 * t + j], 2 * t + 8 * j < 60 ? 0x4000 * 2 * 0x4000 >> 16 : 0);
+    for (int i = 32; i < 416; ++i) EXPECT_EQ(rr[i], 0);
+}
+
+}  // namespace
