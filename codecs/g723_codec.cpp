@@ -86,6 +86,6 @@ namespace zc {
 extern const CodecInfo kG7231_63, kG7231_53;
 const CodecInfo kG7231_63 = {"g7231-63", "ITU-T G.723.1 MP-MLQ, 6.3 kbit/s", 8000, 6300, g723::make_encoder_63,
                              g723::make_decoder};
-const CodecInfo kG7231_53 = {"g7231-53", "ITU-T G.723.1 ACELP, 5.3 kbit/s", 8000, 5300, g723::make_encoder_53,
+const CodecInfo kG7231_53 = {"g7231-53", "ITU-T G.723.1 5.3 kbit/s (decoder; encoder without its ACELP search yet)", 8000, 5300, g723::make_encoder_53,
                              g723::make_decoder};
 }  // namespace zc
