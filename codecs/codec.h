@@ -27,6 +27,7 @@ struct CodecOptions {
     bool wav49 = false;               // GSM 06.10: 65-octet frame pairs
     bool postfilter = true;           // G.723.1 decoder: pitch and formant post-filters
     std::string erasures;             // G.723.1 decoder: one character a frame, '1' erased
+    bool itu = false;                 // the stream format of the ITU conformance sequences (-f itu)
 };
 
 // A running encoder: takes 16-bit linear samples at the codec's sampling

@@ -259,6 +259,101 @@ ZINSC_API ZinStatus zinsSBADPCMEncodeStateSize_G722_16s(int* pSize);
 /* Sub-band ADPCM encoder: low/high sub-band pairs to 6-bit low and 2-bit high code pairs. */
 ZINSC_API ZinStatus zinsSBADPCMEncode_G722_16s(const Zin16s* pSrc, Zin16s* pDst, int len, ZinSBADPCMState_G722_16s* pState);
 
+/* ---- G.722.1 and its Annex C: lapped transform and region coding -------- */
+
+/**
+ * @defgroup g7221 G.722.1 and Annex C
+ * The modulated lapped transform of ITU-T G.722.1 in two halves (a window fold and a fixed-point DCT-IV),
+ * and the vector Huffman coder of one 20-coefficient region. A size of 320 is G.722.1 (7 kHz, 16 kHz
+ * sampling), 640 its Annex C (14 kHz, 32 kHz sampling); the _G722_ forms are the size-320 ones.
+ *
+ * An encoder, per frame: zinsDecomposeMLTToDCT_G7221_16s on the new frame and the previous one (the caller
+ * keeps the frame as the next history), a normalising shift of the result chosen by the caller, then
+ * zinsDCTFwd_G7221_16s; region powers, categories and rate control are the caller's, which codes each
+ * region with zinsHuffmanEncode_G722_16s32u. A decoder: the coefficients from the bit stream, then
+ * zinsDCTInv_G7221_16s, the caller's inverse shift, and zinsDecomposeDCTToMLT_G7221_16s with the second
+ * half of the previous shifted inverse transform as history. codecs/g7221.cpp assembles both.
+ * @{
+ */
+
+/**
+ * @brief Forward DCT-IV of G.722.1 (at 320 the analysis bias is added to the input first).
+ * @param[in]  pSrc  size values, the windowed and shifted frame
+ * @param[out] pDst  size transform coefficients
+ * @param[in]  size  320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTFwd_G7221_16s(const Zin16s* pSrc, Zin16s* pDst, int size);
+/**
+ * @brief zinsDCTFwd_G7221_16s at size 320.
+ * @param[in]  pSrc  320 values
+ * @param[out] pDst  320 coefficients
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTFwd_G722_16s(const Zin16s* pSrc, Zin16s* pDst);
+/**
+ * @brief Inverse DCT-IV of G.722.1 (at 320 the synthesis bias is added to the output last).
+ * @param[in]  pSrc  size coefficients
+ * @param[out] pDst  size values, before the caller's inverse shift
+ * @param[in]  size  320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTInv_G7221_16s(const Zin16s* pSrc, Zin16s* pDst, int size);
+/**
+ * @brief zinsDCTInv_G7221_16s at size 320.
+ * @param[in]  pSrc  320 coefficients
+ * @param[out] pDst  320 values
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDCTInv_G722_16s(const Zin16s* pSrc, Zin16s* pDst);
+/**
+ * @brief Synthesis window and overlap-add: one frame of output samples.
+ * @param[in]  pSrc1  size values, the inverse transform after the caller's shift
+ * @param[in]  pSrc2  size/2 values, the second half of the previous frame's pSrc1
+ * @param[out] pDst   size output samples
+ * @param[in]  size   320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeDCTToMLT_G7221_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int size);
+/**
+ * @brief zinsDecomposeDCTToMLT_G7221_16s at size 320.
+ * @param[in]  pSrc1  320 values of the shifted inverse transform
+ * @param[in]  pSrc2  160 values of history
+ * @param[out] pDst   320 output samples
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeDCTToMLT_G722_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst);
+/**
+ * @brief Analysis window: the previous frame makes the first half of the output, the current frame the second.
+ * @param[in]  pSrc1  size samples, the current frame
+ * @param[in]  pSrc2  size samples, the previous frame
+ * @param[out] pDst   size values for the forward transform
+ * @param[in]  size   320 or 640
+ * @return zinStsNullPtrErr, zinStsSizeErr (size neither 320 nor 640), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeMLTToDCT_G7221_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int size);
+/**
+ * @brief zinsDecomposeMLTToDCT_G7221_16s at size 320.
+ * @param[in]  pSrc1  320 samples, the current frame
+ * @param[in]  pSrc2  320 samples, the previous frame
+ * @param[out] pDst   320 values
+ * @return zinStsNullPtrErr, else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsDecomposeMLTToDCT_G722_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst);
+/**
+ * @brief Quantises and codes one region: each vector's code then the signs of its non-zero values
+ * (1 for positive), packed from the most significant bit of 32-bit words.
+ * @param[in]  category    0 to 6
+ * @param[in]  powerIndex  0 to 63, the region's power index
+ * @param[in]  pSrc        20 coefficients
+ * @param[out] pDst        the packed codes: at least 6 words (at most 180 bits)
+ * @param[out] pBitCount   the number of bits written
+ * @return zinStsNullPtrErr, zinStsScaleRangeErr (category or power index out of range), else zinStsNoErr
+ */
+ZINSC_API ZinStatus zinsHuffmanEncode_G722_16s32u(int category, int powerIndex, const Zin16s* pSrc, Zin32u* pDst, int* pBitCount);
+
+/** @} */
+
 /* ---- GSM 06.10 full rate ----------------------------------------------- */
 
 /* Offset compensation (GSM 06.10 4.2.1-4.2.2), wrapping; pMem: six bytes, the 32-bit z2 then the 16-bit z1, zero at stream start. */
@@ -312,6 +407,102 @@ ZINSC_API ZinStatus zinsGainQuant_G723_16s(const Zin16s* pSrcImp, const Zin16s* 
 ZINSC_API ZinStatus zinsToeplizMatrix_G723_16s32s(const Zin16s* pSrcImp, Zin32s* pDstRr);
 /* zinsToeplizMatrix_G723_16s32s narrowed to 16-bit values. */
 ZINSC_API ZinStatus zinsToeplizMatrix_G723_16s(const Zin16s* pSrcImp, Zin16s* pDstRr);
+
+/* ---- G.169 automatic level control ---------------------------------- */
+
+/* Opaque level-control state object (124 bytes, any alignment). */
+typedef struct ZinALCState_G169 ZinALCState_G169_16s;
+
+/* Writes the size in bytes of the level-control state object (124). */
+ZINSC_API ZinStatus zinsALCGetStateSize_G169_16s(int* pSize);
+/* Resets a level control: speech target 26.1 dB below full scale, peak limit 32767, maximum gain 11.6 dB. */
+ZINSC_API ZinStatus zinsALCInit_G169_16s(ZinALCState_G169_16s* pState);
+/* Sets the maximum gain in dB (not below 0); may come between blocks. */
+ZINSC_API ZinStatus zinsALCSetGain_G169_16s(Zin32f maxGainDb, ZinALCState_G169_16s* pState);
+/* Sets the speech target and the peak limit as attenuations in dB below full scale (not below 0). */
+ZINSC_API ZinStatus zinsALCSetLevel_G169_16s(Zin32f targetDb, Zin32f maxDb, ZinALCState_G169_16s* pState);
+/* Levels len samples (a multiple of 8, at least 8) at any rate; the gain is constant per block of 8. */
+ZINSC_API ZinStatus zinsALC_G169_16s(const Zin16s* pSrc, Zin16s* pDst, int len, ZinALCState_G169_16s* pState);
+
+/* ---- G.729 front end: pre-processing, LP analysis, LSP conversion and quantisation ---- */
+
+/* High-pass filter state (ITU-T G.729 clauses 3.1 and 4.2.5): 24 bytes at any alignment. */
+typedef struct ZinHighPassFilterState_G729 ZinHighPassFilterState_G729;
+
+/* Windowed autocorrelation of a 240-sample block, lags 0..12, normalised; *pNorm is the exponent of r(0) (may be negative). */
+ZINSC_API ZinStatus zinsAutoCorr_G729B(const Zin16s* pSrc, Zin16s* pNorm, Zin32s* pDst);
+/* Doubled sum of products; zinStsOverflow and the nearer limit when it leaves 32 bits. */
+ZINSC_API ZinStatus zinsDotProd_G729A_16s32s(const Zin16s* pSrc1, const Zin16s* pSrc2, int len, Zin32s* pDp);
+/* Sum of products in single precision. */
+ZINSC_API ZinStatus zinsDotProd_G729A_32f(const Zin32f* pSrc1, const Zin32f* pSrc2, int len, Zin32f* pDp);
+/* Stores the coefficients a0, a1, a2, b0, b1, b2 and clears the filter memory. */
+ZINSC_API ZinStatus zinsHighPassFilterInit_G729(const Zin16s* pCoeff, ZinHighPassFilterState_G729* pState);
+/* Writes the size in bytes of the high-pass filter state (24). */
+ZINSC_API ZinStatus zinsHighPassFilterSize_G729(int* pSize);
+/* Second-order high-pass in place: scale 12 for the 140 Hz pre-processing, 13 for the 100 Hz post-processing. */
+ZINSC_API ZinStatus zinsHighPassFilter_G729_16s_ISfs(Zin16s* pSrcDst, int len, int scaleFactor, ZinHighPassFilterState_G729* pState);
+/* zinsIIR16s_G729_16s for small signals: no saturation of the fed-back value or the output. */
+ZINSC_API ZinStatus zinsIIR16sLow_G729_16s(const Zin16s* pCoeffs, const Zin16s* pSrc, Zin16s* pDst, Zin16s* pMem);
+/* 40-sample Q12 pole-zero filter (numerator pCoeffs[0..10], denominator [11..21]); pMem: 10 inputs then 10 outputs, oldest first. */
+ZINSC_API ZinStatus zinsIIR16s_G729_16s(const Zin16s* pCoeffs, const Zin16s* pSrc, Zin16s* pDst, Zin16s* pMem);
+/* dst = saturate((src1*val1 + src2*val2) >> scaleFactor), 32-bit sum, truncating. */
+ZINSC_API ZinStatus zinsInterpolateC_G729_16s_Sfs(const Zin16s* pSrc1, Zin16s val1, const Zin16s* pSrc2, Zin16s val2, Zin16s* pDst, int len, int scaleFactor);
+/* dst = val1*src1 + val2*src2. */
+ZINSC_API ZinStatus zinsInterpolateC_G729_32f(const Zin32f* pSrc1, Zin32f val1, const Zin32f* pSrc2, Zin32f val2, Zin32f* pDst, int len);
+/* zinsInterpolateC_G729_16s_Sfs rounded half up. */
+ZINSC_API ZinStatus zinsInterpolateC_NR_G729_16s_Sfs(const Zin16s* pSrc1, Zin16s val1, const Zin16s* pSrc2, Zin16s val2, Zin16s* pDst, int len, int scaleFactor);
+/* dst = saturate((src1 >> 1) + (src2 >> 1)). */
+ZINSC_API ZinStatus zinsInterpolate_G729_16s(const Zin16s* pSrc1, const Zin16s* pSrc2, Zin16s* pDst, int len);
+/* Q12 LP filter to Q15 LSPs on the 51-point grid with 2 bisections; the previous LSPs if 10 roots are not found. */
+ZINSC_API ZinStatus zinsLPCToLSP_G729A_16s(const Zin16s* pSrcLPC, const Zin16s* pSrcPrevLsp, Zin16s* pDstLSP);
+/* Float LP filter to LSPs on the 51-point grid with 2 bisections. */
+ZINSC_API ZinStatus zinsLPCToLSP_G729A_32f(const Zin32f* pSrcLPC, const Zin32f* pSrcPrevLsp, Zin32f* pDstLSP);
+/* Q12 LP filter to Q15 LSPs on the 61-point grid with 4 bisections; the previous LSPs if 10 roots are not found. */
+ZINSC_API ZinStatus zinsLPCToLSP_G729_16s(const Zin16s* pSrcLPC, const Zin16s* pSrcPrevLsp, Zin16s* pDstLSP);
+/* Float LP filter to LSPs on the 61-point grid with 4 bisections. */
+ZINSC_API ZinStatus zinsLPCToLSP_G729_32f(const Zin32f* pSrcLPC, const Zin32f* pSrcPrevLsp, Zin32f* pDstLSP);
+/* Erased frame: the previous frame's LSFs and mode give the new MA memory row. */
+ZINSC_API ZinStatus zinsLSFDecodeErased_G729_16s(Zin16s maIndex, Zin16s* pSrcDstPrevFreq, const Zin16s* pSrcPrevLSF);
+/* Float form of zinsLSFDecodeErased_G729_16s. */
+ZINSC_API ZinStatus zinsLSFDecodeErased_G729_32f(Zin32s maIndex, Zin32f* pSrcDstPrevFreq, const Zin32f* pSrcPrevLSF);
+/* Q13 LSFs from the four indices (mode, L1, L2, L3); shifts the MA memory; LSF warnings when a limit acted. */
+ZINSC_API ZinStatus zinsLSFDecode_G729_16s(const Zin16s* pSrcIndex, Zin16s* pSrcDstPrevFreq, Zin16s* pDstQLsf);
+/* Float form of zinsLSFDecode_G729_16s, no warnings. */
+ZINSC_API ZinStatus zinsLSFDecode_G729_32f(const Zin32s* pSrcIndex, Zin32f* pSrcDstPrevFreq, Zin32f* pDstQLsf);
+/* Q13 LSFs to the four indices and the decoded LSFs; shifts the MA memory; LSF warnings of the decode. */
+ZINSC_API ZinStatus zinsLSFQuant_G729_16s(const Zin16s* pSrcLsf, Zin16s* pSrcDstPrevFreq, Zin16s* pDstQLsf, Zin16s* pDstIndex);
+/* Q13 LSFs to Q15 LSPs by the cosine table; zinStsLsfRangeErr at a negative frequency. */
+ZINSC_API ZinStatus zinsLSFToLSP_G729_16s(const Zin16s* pSrcLSF, Zin16s* pDstLSP);
+/* zinsLSPQuant_G729_16s leaving the memory alone: the new memory row comes out in pDstFreq. */
+ZINSC_API ZinStatus zinsLSPQuant_G729E_16s(const Zin16s* pSrcLsp, const Zin16s* pSrcPrevFreq, Zin16s* pDstFreq, Zin16s* pDstQLsp, Zin16s* pDstCode);
+/* Float form of zinsLSPQuant_G729E_16s. */
+ZINSC_API ZinStatus zinsLSPQuant_G729E_32f(const Zin32f* pSrcLsp, const Zin32f* pSrcPrevFreq, Zin32f* pDstFreq, Zin32f* pDstQLsp, Zin32s* pDstCode);
+/* Q15 LSPs to the packed codes L0<<7|L1 and L2<<5|L3 and the quantised LSPs; shifts the MA memory. */
+ZINSC_API ZinStatus zinsLSPQuant_G729_16s(const Zin16s* pSrcLsp, Zin16s* pSrcDstPrevFreq, Zin16s* pDstQLsp, Zin16s* pDstCode);
+/* Q15 LSPs to the Q12 LP filter a[0..10]. */
+ZINSC_API ZinStatus zinsLSPToLPC_G729_16s(const Zin16s* pSrcLSP, Zin16s* pDstLPC);
+/* Float LSPs to the LP filter a[0..10]. */
+ZINSC_API ZinStatus zinsLSPToLPC_G729_32f(const Zin32f* pSrcLSP, Zin32f* pDstLPC);
+/* Q15 LSPs to Q13 LSFs (radians) by the arc-cosine table. */
+ZINSC_API ZinStatus zinsLSPToLSF_G729_16s(const Zin16s* pSrcLSP, Zin16s* pDstLSF);
+/* Q15 LSPs to normalised Q15 LSFs by the arc-cosine table. */
+ZINSC_API ZinStatus zinsLSPToLSF_Norm_G729_16s(const Zin16s* pSrcLSP, Zin16s* pDstLSF);
+/* Lag window on r(1)..r(len) in place (pSrcDst points at r(1)), len 1..12. */
+ZINSC_API ZinStatus zinsLagWindow_G729_32s_I(Zin32s* pSrcDst, int len);
+/* Order-10 recursion giving the first two reflection coefficients; pDstRc undefined after zinStsOverflow. */
+ZINSC_API ZinStatus zinsLevinsonDurbin_G729B(const Zin32s* pSrcAutoCorr, Zin16s* pDstLpc, Zin16s* pDstRc, Zin16s* pResultResidualEnergy);
+/* Float recursion; an unstable stage ends it with the error 0.001. */
+ZINSC_API ZinStatus zinsLevinsonDurbin_G729_32f(const Zin32f* pSrcAutoCorr, int order, Zin32f* pDstLpc, Zin32f* pDstRc, Zin32f* pResultResidualEnergy);
+/* Double-precision recursion, order 1..30; zinStsOverflow and nothing written when it breaks down. */
+ZINSC_API ZinStatus zinsLevinsonDurbin_G729_32s16s(const Zin32s* pSrcAutoCorr, int order, Zin16s* pDstLpc, Zin16s* pDstRc, Zin16s* pResultResidualEnergy);
+/* dst[n] = src[n] - ((16-bit 2*src[n-1]) * gamma >> 16); *pMem holds the previous input. */
+ZINSC_API ZinStatus zinsPreemphasize_G729A_16s(Zin16s gamma, const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pMem);
+/* zinsPreemphasize_G729A_16s in place. */
+ZINSC_API ZinStatus zinsPreemphasize_G729A_16s_I(Zin16s gamma, Zin16s* pSrcDst, int len, Zin16s* pMem);
+/* 40-sample Q12 residual, reading 10 samples before pSrc; wraps to 16 bits. */
+ZINSC_API ZinStatus zinsResidualFilter_G729_16s(const Zin16s* pSrc, const Zin16s* pLPC, Zin16s* pDst);
+/* y = x - sum a[i]*y[n-i]; pMem: the order previous outputs, oldest first, only read. */
+ZINSC_API ZinStatus zinsSynthesisFilter_G729_32f(const Zin32f* pLPC, int order, const Zin32f* pSrc, Zin32f* pDst, int len, const Zin32f* pMem);
 
 #ifdef __cplusplus
 }

@@ -29,12 +29,15 @@ const char* const kUsage =
     "  roundtrip  WAV through encoder and decoder to WAV, with the SNR\n"
     "  demo       the bundled speech through every codec, as a table\n"
     "  list       the codecs\n"
+    "  alc        G.169 level control of a WAV file (see zinsc alc --help)\n"
     "\n"
     "options:\n"
     "  -c, --codec NAME       codec, e.g. g726-32 (see `zinsc list`)\n"
     "  -l, --law LAW          G.726: linear (default), alaw or ulaw; for encode the input\n"
     "                         passes through G.711 first, for decode the output WAV is G.711\n"
     "  -p, --packing ORDER    G.726: rfc3551 (default) or aal2\n"
+    "  -f, --format FORMAT    stream format: rtp (default, the codec's RTP payload) or itu\n"
+    "                         (the ITU conformance sequences' format, e.g. G.192 for G.722.1)\n"
     "      --wav49            GSM 06.10: 65-octet frame pairs\n"
     "      --no-postfilter    G.723.1: decode without the pitch and formant post-filters\n"
     "      --erasures MASK    G.723.1: decode with frames erased where MASK (one character\n"
@@ -89,6 +92,11 @@ Args parse(int argc, char** argv) {
             if (v == "rfc3551") a.options.packing = zc::Packing::Rfc3551;
             else if (v == "aal2") a.options.packing = zc::Packing::Aal2;
             else fail(2, "unknown packing '" + v + "' (rfc3551, aal2)");
+        } else if (s == "-f" || s == "--format") {
+            const std::string v = value();
+            if (v == "itu") a.options.itu = true;
+            else if (v == "rtp") a.options.itu = false;
+            else fail(2, "unknown stream format '" + v + "' (rtp, itu)");
         } else if (s == "--wav49") {
             a.options.wav49 = true;
         } else if (s == "--no-postfilter") {
@@ -181,18 +189,27 @@ std::vector<int16_t> to_linear(const std::vector<int16_t>& out, zc::PcmLaw law) 
 
 // SNR in dB of y against x, at the decoder delay (0 to 64 samples) that
 // gives the best value.
-double snr_db(const std::vector<int16_t>& x, const std::vector<int16_t>& y) {
-    double best = -1e9;
-    for (std::size_t lag = 0; lag <= 64 && lag < y.size(); ++lag) {
-        double s = 0, e = 0;
-        for (std::size_t i = 0; i + lag < y.size() && i < x.size(); ++i) {
-            const double d = double(x[i]) - double(y[i + lag]);
-            s += double(x[i]) * x[i];
-            e += d * d;
-        }
-        const double v = e == 0 ? 999.0 : 10.0 * std::log10(s / e);
-        if (v > best) best = v;
+// SNR in dB of y against x at the decoder's delay: a coarse search of delays
+// up to 1024 samples (transform codecs delay by a frame) on every eighth
+// sample, then every delay near the best on all of them.
+double snr_at(const std::vector<int16_t>& x, const std::vector<int16_t>& y, std::size_t lag, std::size_t step) {
+    double s = 0, e = 0;
+    for (std::size_t i = 0; i + lag < y.size() && i < x.size(); i += step) {
+        const double d = double(x[i]) - double(y[i + lag]);
+        s += double(x[i]) * x[i];
+        e += d * d;
     }
+    return e == 0 ? 999.0 : 10.0 * std::log10(s / e);
+}
+
+double snr_db(const std::vector<int16_t>& x, const std::vector<int16_t>& y) {
+    std::size_t coarse = 0;
+    double best = -1e9;
+    for (std::size_t lag = 0; lag <= 1024 && lag < y.size(); ++lag)
+        if (const double v = snr_at(x, y, lag, 8); v > best) best = v, coarse = lag;
+    best = -1e9;
+    for (std::size_t lag = coarse > 8 ? coarse - 8 : 0; lag <= coarse + 8 && lag < y.size(); ++lag)
+        best = std::max(best, snr_at(x, y, lag, 1));
     return best;
 }
 
@@ -297,7 +314,7 @@ int run_demo() {
     const fs::path dir = data_dir();
     std::printf("%-10s %10s %10s %14s\n", "codec", "kbit/s", "SNR dB", "x real time");
     for (const zc::CodecInfo* c : zc::all_codecs()) {
-        const fs::path file = dir / (c->sample_rate == 16000 ? "speech-16k.wav" : "speech-8k.wav");
+        const fs::path file = dir / ("speech-" + std::to_string(c->sample_rate / 1000) + "k.wav");
         const auto pcm = read_wav(file.string(), c->sample_rate);
         const Result r = roundtrip(*c, zc::CodecOptions{}, pcm);
         std::printf("%-10s %10.1f %10.2f %14.0f\n", c->name, c->bit_rate / 1000.0, r.snr, r.speed);
@@ -313,7 +330,10 @@ int run_list() {
 
 }  // namespace
 
+int run_alc(int argc, char** argv);
+
 int main(int argc, char** argv) {
+    if (argc > 1 && std::strcmp(argv[1], "alc") == 0) return run_alc(argc - 2, argv + 2);
     const Args a = parse(argc, argv);
     if (a.command == "encode") return run_encode(a);
     if (a.command == "decode") return run_decode(a);

@@ -9,7 +9,9 @@
 //     lengths, every misalignment and the extreme input patterns, each buffer
 //     an exact-size heap block so the sanitizer build sees any access past it;
 //   - the export called twice on the same arguments gives the same result;
-//   - exports with a memory: the work in two calls equals the work in one.
+//   - exports with a memory: the work in two calls equals the work in one;
+//   - optional properties that every result must hold (ranges, agreement
+//     with another export), beside the plain statement or in place of one.
 //
 // A description:
 //
@@ -30,6 +32,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <initializer_list>
@@ -189,12 +192,15 @@ struct Export {
     std::string name;
     std::function<A(Gen&)> make;
     std::function<ZinStatus(A&)> call;
-    std::function<ZinStatus(A&)> plain;  // may be empty: no plain statement
-    std::vector<Check<A>> checks;        // in the documented order
+    std::function<ZinStatus(A&)> plain = nullptr;  // may be empty: no plain statement
+    std::vector<Check<A>> checks = {};              // in the documented order
     // Optional: the same work in two calls, the first over `cut` samples.
     std::function<ZinStatus(A&, int cut)> split = nullptr;
     // Optional: a tolerance comparison of the plain result `want` and the export's `got`.
     std::function<void(const A& want, const A& got, const std::string& where)> compare = nullptr;
+    // Optional: what every result of the export must satisfy (ranges, agreement
+    // with another export), beside the plain statement or in place of one.
+    std::function<void(A& got, const std::string& where)> holds = nullptr;
 };
 
 // Where a run of a description is, for failure messages.
@@ -290,6 +296,7 @@ void check_results(const Export<A>& e, const Sweep& s = {}) {
                 const std::string at = where(e.name, g);
                 A got = orig;
                 const ZinStatus st = e.call(got);
+                if (e.holds) e.holds(got, at);
                 if (e.plain) {
                     A want = orig;
                     const ZinStatus ws = e.plain(want);
@@ -311,6 +318,36 @@ void check_results(const Export<A>& e, const Sweep& s = {}) {
                     }
                 if (failures > 3 || ::testing::Test::HasFatalFailure()) return;
             }
+}
+
+// For exports that run a stream through a memory, from f(args, from, n) that
+// works on the elements [from, from + n): the call over a.len, and the same
+// work in two calls, the first over `cut` units.
+template <class F>
+auto whole(F f) {
+    return [f](auto& a) { return f(a, 0, a.len); };
+}
+template <class F>
+auto in_two(F f, int unit = 1) {
+    return [f, unit](auto& a, int cut) {
+        const ZinStatus st = f(a, 0, unit * cut);
+        return st != zinStsNoErr ? st : f(a, unit * cut, a.len - unit * cut);
+    };
+}
+
+// Runs a stream of `total` elements through f(pos, n) in uneven pieces, each
+// a multiple of `unit`, for exports whose memory alone carries the stream.
+template <class F>
+void in_pieces(int total, int unit, F f) {
+    for (int pos = 0, step = 1; pos < total; step = step * 3 % 1021 + 1) {
+        const int n = std::min(step * unit, total - pos);
+        const ZinStatus st = f(pos, n);
+        if (st != zinStsNoErr) {
+            ADD_FAILURE() << "piece of " << n << " at " << pos << ": status " << st;
+            return;
+        }
+        pos += n;
+    }
 }
 
 template <class A>

@@ -1,331 +1,261 @@
-// The G.722 exports through the public entries: statuses in their check
-// order with nothing written on a refused call, the state object at any
-// address, encoder and decoder adapting alike, the QMF and the loss helpers
-// against plain statements of their arithmetic.
+// The G.722 exports on the checking harness: the QMF and the loss helpers
+// against plain statements of their arithmetic; the sub-band coders through
+// statuses, determinism, split calls and a decoder fed the encoder's codes
+// adapting alike in every mode (the bit-exact oracle is the conformance
+// suite); each state object exactly its size, at any address.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
-#include "test_util.h"
+#include "check.h"
 #include "waveform/g722_adpcm.h"
 #include "waveform/g722_tables.h"
-#include "zinsc.h"
 
 namespace {
 
-using zt::Misaligned;
+using zt::Buf;
+using zt::by_off;
+using zt::Gen;
+using zt::sat16;
 using State = ZinSBADPCMState_G722_16s;
+constexpr int kSize = 144;
 
-// 176 bytes of 0x5A with a state object `off` bytes in.
-struct Obj {
-    explicit Obj(int off = 0) : bytes(176, 0x5A), off(off) {}
-    State* p() { return reinterpret_cast<State*>(bytes.data() + off); }
-    zin::g722::State* fields() { return zin::g722::state_of(bytes.data() + off); }
-    std::vector<unsigned char> bytes;
-    int off;
+zin::g722::State* fields(Buf<uint8_t>& s) { return zin::g722::state_of(s.p()); }
+
+Buf<uint8_t> fresh(std::size_t off) {
+    Buf<uint8_t> s(kSize, off);
+    EXPECT_EQ(zinsSBADPCMEncodeInit_G722_16s(s.as<State>()), zinStsNoErr);
+    return s;
+}
+
+TEST(G722Api, SizesAndInit) {
+    int e = 0, d = 0;
+    for (auto f : {zinsSBADPCMEncodeStateSize_G722_16s, zinsSBADPCMDecodeStateSize_G722_16s}) EXPECT_EQ(f(nullptr), zinStsNullPtrErr);
+    for (auto f : {zinsSBADPCMEncodeInit_G722_16s, zinsSBADPCMDecodeInit_G722_16s}) EXPECT_EQ(f(nullptr), zinStsNullPtrErr);
+    EXPECT_EQ(zinsSBADPCMEncodeStateSize_G722_16s(&e) | zinsSBADPCMDecodeStateSize_G722_16s(&d), zinStsNoErr);
+    EXPECT_TRUE(e == kSize && d == kSize);
+}
+
+// A call over a stream: source, destination, length (words; sub-band pairs
+// for the pair functions), the decoder's mode, a state object or a memory.
+struct Io {
+    Buf<int16_t> src, dst;
+    int len, mode;
+    Buf<uint8_t> st = {};
+    Buf<int16_t> mem = {};
+    auto bufs() { return std::tie(src, dst, st, mem); }
 };
 
-TEST(G722Api, StatusOrderAndNothingWritten) {
-    int size = 0;
-    EXPECT_EQ(zinsSBADPCMEncodeStateSize_G722_16s(nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSBADPCMDecodeStateSize_G722_16s(nullptr), zinStsNullPtrErr);
-    ASSERT_EQ(zinsSBADPCMEncodeStateSize_G722_16s(&size), zinStsNoErr);
-    EXPECT_EQ(size, 144);
-    size = 0;
-    ASSERT_EQ(zinsSBADPCMDecodeStateSize_G722_16s(&size), zinStsNoErr);
-    EXPECT_EQ(size, 144);
-    EXPECT_EQ(zinsSBADPCMEncodeInit_G722_16s(nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSBADPCMDecodeInit_G722_16s(nullptr), zinStsNullPtrErr);
-
-    Obj o(5);
-    ASSERT_EQ(zinsSBADPCMEncodeInit_G722_16s(o.p()), zinStsNoErr);
-    const auto fresh = o.bytes;
-    int16_t src[8] = {100, -200, 300, -400, 5, 6, 7, 8}, dst[8];
-    std::fill(dst, dst + 8, 77);
-    using Enc = ZinStatus (*)(const int16_t*, int16_t*, int, State*);
-    const Enc enc = [](const int16_t* s, int16_t* d, int n, State* st) { return zinsSBADPCMEncode_G722_16s(s, d, n, st); };
-    const Enc dec1 = [](const int16_t* s, int16_t* d, int n, State* st) {
-        return zinsSBADPCMDecode_G722_16s(s, d, n, 1, st);
-    };
-    const Enc qenc = [](const int16_t* s, int16_t* d, int n, State* st) {
-        return zinsQMFEncode_G722_16s(s, d, n, reinterpret_cast<int16_t*>(st));
-    };
-    const Enc qdec = [](const int16_t* s, int16_t* d, int n, State* st) {
-        return zinsQMFDecode_G722_16s(s, d, n, reinterpret_cast<int16_t*>(st));
-    };
-    for (Enc f : {enc, dec1, qenc, qdec}) {
-        EXPECT_EQ(f(nullptr, dst, 8, o.p()), zinStsNullPtrErr);
-        EXPECT_EQ(f(src, nullptr, 8, o.p()), zinStsNullPtrErr);
-        EXPECT_EQ(f(src, dst, 8, nullptr), zinStsNullPtrErr);
-        EXPECT_EQ(f(src, nullptr, 3, o.p()), zinStsNullPtrErr) << "pointers before lengths";
-        for (int bad : {0, -2, -1, 1, 7}) EXPECT_EQ(f(src, dst, bad, o.p()), zinStsSizeErr) << bad;
-    }
-    EXPECT_TRUE(std::all_of(dst, dst + 8, [](int16_t v) { return v == 77; }));
-    EXPECT_EQ(o.bytes, fresh) << "refused calls leave the state and the delay line alone";
-
-    const int16_t past[2] = {1, 2};
-    EXPECT_EQ(zinsSBADPCMDecodeStateUpdate_G722_16s(nullptr, 0, 0, o.p()), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSBADPCMDecodeStateUpdate_G722_16s(past, 0, 0, nullptr), zinStsNullPtrErr);
-
-    EXPECT_EQ(zinsDownsampleFilter_G722_16s(nullptr, 8, dst), zinStsNullPtrErr);
-    EXPECT_EQ(zinsDownsampleFilter_G722_16s(src, 8, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsDownsampleFilter_G722_16s(nullptr, 0, dst), zinStsNullPtrErr);
-    int16_t mem[2] = {0, 0};
-    EXPECT_EQ(zinsFilterHighband_G722_16s_I(nullptr, 4, mem), zinStsNullPtrErr);
-    EXPECT_EQ(zinsFilterHighband_G722_16s_I(dst, 4, nullptr), zinStsNullPtrErr);
-    for (int bad : {0, -1}) {
-        EXPECT_EQ(zinsDownsampleFilter_G722_16s(src + 5, bad, dst), zinStsSizeErr);
-        EXPECT_EQ(zinsFilterHighband_G722_16s_I(dst, bad, mem), zinStsSizeErr);
-    }
-    // One to three samples make no output and are not an error.
-    for (int n = 1; n <= 3; ++n) EXPECT_EQ(zinsDownsampleFilter_G722_16s(src + 5, n, dst), zinStsNoErr);
-    EXPECT_TRUE(std::all_of(dst, dst + 8, [](int16_t v) { return v == 77; }));
-    EXPECT_EQ(mem[0], 0);
-    EXPECT_EQ(mem[1], 0);
-
-    int16_t sig[300] = {};
-    int cls = 1;
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(nullptr, 10, &cls, o.p()), zinStsNullPtrErr);
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(sig + 2, 10, nullptr, o.p()), zinStsNullPtrErr);
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(sig + 2, 10, &cls, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(nullptr, 144, &cls, o.p()), zinStsNullPtrErr);
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(sig + 2, 144, &cls, o.p()), zinStsRangeErr);
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(sig + 2, -1, &cls, o.p()), zinStsRangeErr);
-    EXPECT_EQ(cls, 1);
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(sig + 2, 143, &cls, o.p()), zinStsNoErr);
-    EXPECT_EQ(zinsClassifyFrame_G722_16s_I(sig + 2, 0, &cls, o.p()), zinStsNoErr);
+// The pointers' checks, then the lengths'; a pair function refuses odd ones.
+std::vector<zt::Check<Io>> checks(std::vector<zt::Check<Io>> c, std::vector<int> bad = {0, -2, -1, 1, 7}) {
+    for (int n : bad) c.push_back(zt::set(zinStsSizeErr, &Io::len, n));
+    return c;
 }
 
-// The encoder and a decoder fed its codes adapt alike in every mode, so the
-// two objects hold the same fields; and the object works the same at any
-// address.
-TEST(G722Api, DecoderTracksEncoderAtAnyAddress) {
-    const auto in = zt::random16(2 * 4000, -16384, 16383);
-    std::vector<int16_t> ref_codes;
-    for (int off = 0; off < 16; off += 3) {
-        Obj e(off);
-        zinsSBADPCMEncodeInit_G722_16s(e.p());
-        std::vector<int16_t> codes(in.size());
-        ASSERT_EQ(zinsSBADPCMEncode_G722_16s(in.data(), codes.data(), static_cast<int>(in.size()), e.p()), zinStsNoErr);
-        for (std::size_t i = 0; i < codes.size(); ++i) ASSERT_EQ(codes[i] & ~((i & 1) ? 3 : 63), 0);
-        if (ref_codes.empty()) ref_codes = codes;
-        ASSERT_EQ(codes, ref_codes) << "offset " << off;
-        for (int mode : {1, 2, 3}) {
-            Obj d(15 - off);
-            zinsSBADPCMDecodeInit_G722_16s(d.p());
-            // Bits above the code widths are ignored.
-            auto noisy = codes;
-            for (std::size_t i = 0; i < noisy.size(); ++i) noisy[i] = static_cast<int16_t>(noisy[i] | ((i & 1) ? 0x7F00 : 0x40C0));
-            std::vector<int16_t> out(in.size());
-            ASSERT_EQ(zinsSBADPCMDecode_G722_16s(noisy.data(), out.data(), static_cast<int>(out.size()), mode, d.p()),
-                      zinStsNoErr);
-            auto* fe = e.fields();
-            auto* fd = d.fields();
-            ASSERT_EQ(std::memcmp(fe, fd, sizeof(zin::g722::State)), 0) << "mode " << mode;
-            for (int16_t v : out) ASSERT_TRUE(v >= -16384 && v <= 16383);
-        }
-    }
-}
+// ---- QMF: G.722 Table 11's coefficients, doubled --------------------------------
 
-// Silence from a fresh state: the high band rests on code 3, the low band
-// idles with small scale factors, and the decoded idle noise is +-1.
-TEST(G722Api, SilenceGivesStableCodes) {
-    Obj e(7), d(2);
-    zinsSBADPCMEncodeInit_G722_16s(e.p());
-    zinsSBADPCMDecodeInit_G722_16s(d.p());
-    const int16_t zero[2] = {0, 0};
-    for (int k = 0; k < 8000; ++k) {
-        int16_t codes[2], out[2];
-        ASSERT_EQ(zinsSBADPCMEncode_G722_16s(zero, codes, 2, e.p()), zinStsNoErr);
-        ASSERT_EQ(zinsSBADPCMDecode_G722_16s(codes, out, 2, 1, d.p()), zinStsNoErr);
-        ASSERT_EQ(codes[1], 3) << k;
-        ASSERT_LE(std::abs(int{out[0]}), 1) << k;
-        ASSERT_EQ(out[1], 0) << k;
-        ASSERT_GE(e.fields()->detLow, 32) << k;
-        ASSERT_LE(e.fields()->detLow, 128) << k;
-        ASSERT_EQ(e.fields()->detHigh, 8) << k;
-    }
-}
+constexpr int kQmf[24] = {6, -22, -22, 106, 24, -312, 64, 724, -420, -1610, 1902, 7752,
+                          7752, 1902, -1610, -420, 724, 64, -312, 24, 106, -22, -22, 6};
 
-// ---- QMF against the plain statement of the two filters ---------------------
-
-// Both filters: two words enter the delay line at its head (encoder: the
-// older sample to word 1; decoder: low - high to word 0, low + high to word
-// 1, saturated), the even and odd sums a and b give the outputs, the line
-// moves by two.
-void qmf_ref(bool decode, const int16_t* src, int16_t* dst, int len, int16_t* dl) {
-    for (int k = 0; k < len / 2; ++k) {
-        const int x0 = src[2 * k], x1 = src[2 * k + 1];
-        dl[0] = static_cast<int16_t>(decode ? std::clamp(x0 - x1, -32768, 32767) : x1);
-        dl[1] = static_cast<int16_t>(decode ? std::clamp(x0 + x1, -32768, 32767) : x0);
+// Two words enter the delay line at its head (encoder: the older sample to
+// word 1; decoder: low - high to word 0, low + high to word 1, saturated),
+// the even and odd sums a and b give the outputs, the line moves by two.
+ZinStatus qmf_plain(Io& q, bool decode) {
+    int16_t* dl = q.mem;
+    for (int k = 0; k < q.len; k += 2) {
+        const int x0 = q.src[k], x1 = q.src[k + 1], lo = decode ? -32768 : -16384, hi = decode ? 32767 : 16383;
+        dl[0] = decode ? sat16(x0 - x1) : static_cast<int16_t>(x1);
+        dl[1] = decode ? sat16(x0 + x1) : static_cast<int16_t>(x0);
         int32_t a = 0, b = 0;
-        for (int i = 0; i < 12; ++i) {
-            a += zin::g722::kQmf[2 * i] * dl[2 * i];
-            b += zin::g722::kQmf[2 * i + 1] * dl[2 * i + 1];
-        }
-        const int lo = decode ? -32768 : -16384, hi = decode ? 32767 : 16383;
-        dst[2 * k] = static_cast<int16_t>(std::clamp(decode ? a >> 12 : (a + b) >> 15, lo, hi));
-        dst[2 * k + 1] = static_cast<int16_t>(std::clamp(decode ? b >> 12 : (a - b) >> 15, lo, hi));
-        for (int i = 23; i >= 2; --i) dl[i] = dl[i - 2];
+        for (int i = 0; i < 12; ++i) a += kQmf[2 * i] * dl[2 * i], b += kQmf[2 * i + 1] * dl[2 * i + 1];
+        q.dst[k] = static_cast<int16_t>(std::clamp(decode ? a >> 12 : (a + b) >> 15, lo, hi));
+        q.dst[k + 1] = static_cast<int16_t>(std::clamp(decode ? b >> 12 : (a - b) >> 15, lo, hi));
+        std::copy_backward(dl, dl + 22, dl + 24);
+    }
+    return zinStsNoErr;
+}
+
+TEST(G722Api, Qmf) {
+    for (bool decode : {false, true}) {
+        auto f = [decode](Io& q, int from, int n) {
+            return (decode ? zinsQMFDecode_G722_16s : zinsQMFEncode_G722_16s)(q.src.at(from), q.dst.at(from), n, q.mem);
+        };
+        zt::check(zt::Export<Io>{
+            .name = decode ? "zinsQMFDecode_G722_16s" : "zinsQMFEncode_G722_16s",
+            .make = [](Gen& g) { return Io{g.in16(2 * g.len), g.out<int16_t>(2 * g.len), 2 * g.len, 0, {}, g.in16(24, -3000, 3000)}; },
+            .call = zt::whole(f),
+            .plain = [decode](Io& q) { return qmf_plain(q, decode); },
+            .checks = checks({zt::null(&Io::src), zt::null(&Io::dst), zt::null(&Io::mem)}),
+            .split = zt::in_two(f, 2)});
     }
 }
 
-TEST(G722Api, QmfMatchesPlainStatement) {
-    for (int len : zt::test_lengths()) {
-        len &= ~1;
-        if (len == 0) continue;
-        for (auto p : zt::kPatterns) {
-            const auto in = zt::pattern16(p, len);
-            for (bool decode : {false, true}) {
-                auto dl = zt::random16(24, -3000, 3000);
-                auto dl_ref = dl;
-                std::vector<int16_t> want(len);
-                Misaligned<int16_t> S(len, len % 7), D(len, (len + 3) % 8), L(24, len % 5);
-                S.assign(in);
-                L.assign(dl);
-                qmf_ref(decode, in.data(), want.data(), len, dl_ref.data());
-                ASSERT_EQ((decode ? zinsQMFDecode_G722_16s : zinsQMFEncode_G722_16s)(S.data(), D.data(), len, L.data()),
-                          zinStsNoErr);
-                ASSERT_EQ(D.vec(), want) << "len " << len << " decode " << decode;
-                ASSERT_EQ(L.vec(), dl_ref) << "delay line, len " << len;
-                ASSERT_TRUE(D.guards_intact() && L.guards_intact() && S.guards_intact());
+// ---- sub-band ADPCM ----------------------------------------------------------
+
+ZinStatus encode(Io& a, int from, int n) { return zinsSBADPCMEncode_G722_16s(a.src.at(from), a.dst.at(from), n, a.st.as<State>()); }
+ZinStatus decode(Io& a, int from, int n) {
+    return zinsSBADPCMDecode_G722_16s(a.src.at(from), a.dst.at(from), n, a.mode, a.st.as<State>());
+}
+
+// Codes in their widths. A decoder fed them, with noise above the widths,
+// adapts alike in every mode, so its fields end equal to the encoder's. From
+// silence the high band rests on code 3.
+TEST(G722Api, Encode) {
+    zt::check(zt::Export<Io>{
+        .name = "zinsSBADPCMEncode_G722_16s",
+        .make = [](Gen& g) { return Io{g.in16(2 * g.len, -16384, 16383), g.out<int16_t>(2 * g.len), 2 * g.len, 0, fresh(g.off * 3 % 16)}; },
+        .call = zt::whole(encode),
+        .checks = checks({zt::null(&Io::src), zt::null(&Io::dst), zt::null(&Io::st)}),
+        .split = zt::in_two(encode, 2),
+        .holds = [](Io& a, const std::string& at) {
+            const bool silent = std::all_of(a.src.p(), a.src.p() + a.len, [](int16_t x) { return x == 0; });
+            for (int i = 0; i < a.len; ++i) ASSERT_EQ(a.dst[i] & ~(i & 1 ? 3 : 63), 0) << at << " code " << i;
+            for (int i = 1; silent && i < a.len; i += 2) ASSERT_EQ(a.dst[i], 3) << at << " silence, high code " << i;
+            for (int mode : {1, 2, 3}) {
+                Io d{a.dst, Buf<int16_t>(a.dst.size()), a.len, mode, fresh(15 - a.len % 16)};
+                for (int i = 0; i < a.len; ++i) d.src[i] = static_cast<int16_t>(d.src[i] | (i & 1 ? 0x7F00 : 0x40C0));
+                ASSERT_EQ(decode(d, 0, a.len), zinStsNoErr);
+                ASSERT_EQ(std::memcmp(fields(a.st), fields(d.st), sizeof(zin::g722::State)), 0) << at << " mode " << mode;
             }
-        }
-    }
+        }});
 }
 
-// ---- loss helpers -------------------------------------------------------------
-
-TEST(G722Api, StateUpdateAfterLoss) {
-    const int16_t past[2] = {-301, 4001};
-    for (int reset : {0, 1}) {
-        Obj o(3);
-        zinsSBADPCMDecodeInit_G722_16s(o.p());
-        auto codes = zt::random16(400, 0, 63);
-        for (std::size_t i = 1; i < codes.size(); i += 2) codes[i] &= 3;
-        std::vector<int16_t> out(codes.size());
-        zinsSBADPCMDecode_G722_16s(codes.data(), out.data(), 400, 1, o.p());
-        auto* f = o.fields();
-        f->nbhHigh = 22528;
-        const zin::g722::State before = *f;
-        ASSERT_EQ(zinsSBADPCMDecodeStateUpdate_G722_16s(past, -777, reset, o.p()), zinStsNoErr);
-        for (int i = 0; i < 6; ++i) EXPECT_EQ(f->dltLow[i], 0);
-        EXPECT_EQ(f->dLow, 0);
-        EXPECT_EQ(f->pltLow[0], 2000);
-        EXPECT_EQ(f->pltLow[1], -151);
-        EXPECT_EQ(f->rltLow[0], 4001);
-        EXPECT_EQ(f->rltLow[1], -301);
-        EXPECT_EQ(f->sLow, -777);
-        EXPECT_EQ(f->szLow, -389);
-        if (reset) {
-            EXPECT_EQ(f->detLow, 32);
-            EXPECT_EQ(f->detHigh, 8);
-            EXPECT_EQ(f->nblLow, 0);
-            EXPECT_EQ(f->nbhHigh, 0);
-        } else {
-            EXPECT_EQ(f->detLow, before.detLow);
-            EXPECT_EQ(f->nblLow, before.nblLow);
-            EXPECT_EQ(f->detHigh, zin::g722::kIla[22528 >> 7] * 4 + 4);
-            EXPECT_EQ(f->nbhHigh, 11264);
-        }
-        // The high band and the low-band predictor coefficients stay.
-        EXPECT_EQ(std::memcmp(f->zerosLow, before.zerosLow, sizeof f->zerosLow), 0);
-        EXPECT_EQ(std::memcmp(f->dltHigh, before.dltHigh, sizeof f->dltHigh), 0);
-        EXPECT_EQ(f->sHigh, before.sHigh);
-    }
-    // A log scale factor whose bits 7 to 15 exceed 352 is halved and refused.
-    for (int16_t bad : {int16_t(-1), int16_t(353 << 7), int16_t(0xFF80)}) {
-        Obj o;
-        zinsSBADPCMDecodeInit_G722_16s(o.p());
-        o.fields()->nbhHigh = bad;
-        EXPECT_EQ(zinsSBADPCMDecodeStateUpdate_G722_16s(past, 5, 1, o.p()), zinStsOutOfRangeErr);
-        EXPECT_EQ(o.fields()->nbhHigh, static_cast<int16_t>(bad >> 1));
-        EXPECT_EQ(o.fields()->detHigh, 8) << "not reset on the error";
-        EXPECT_EQ(o.fields()->sLow, 5) << "the low band is already set";
-    }
-    Obj o;
-    zinsSBADPCMDecodeInit_G722_16s(o.p());
-    o.fields()->nbhHigh = static_cast<int16_t>((352 << 7) + 127);
-    EXPECT_EQ(zinsSBADPCMDecodeStateUpdate_G722_16s(past, 5, 0, o.p()), zinStsNoErr);
-    EXPECT_EQ(o.fields()->detHigh, 4095 * 4 + 4);
+// Any code words (bits above the widths ignored), every mode value; outputs
+// in 15 bits.
+TEST(G722Api, Decode) {
+    zt::check(zt::Export<Io>{
+        .name = "zinsSBADPCMDecode_G722_16s",
+        .make = [](Gen& g) {
+            return Io{g.in16(2 * g.len), g.out<int16_t>(2 * g.len), 2 * g.len, by_off(g, {1, 2, 3, 0, -1}), fresh(g.off * 5 % 16)};
+        },
+        .call = zt::whole(decode),
+        .checks = checks({zt::null(&Io::src), zt::null(&Io::dst), zt::null(&Io::st)}),
+        .split = zt::in_two(decode, 2),
+        .holds = [](Io& a, const std::string& at) {
+            for (int i = 0; i < a.len; ++i) ASSERT_TRUE(a.dst[i] >= -16384 && a.dst[i] <= 16383) << at << " " << a.dst[i];
+        }});
 }
 
+// ---- loss helpers --------------------------------------------------------------
+
+// A decoder state after some random codes, its log scale factors chosen.
+Buf<uint8_t> decoded(Gen& g, int nbh, int nbl) {
+    Buf<uint8_t> s = fresh(g.off * 7 % 16);
+    Buf<int16_t> c = g.in16(2 * g.len), out(c.size());
+    EXPECT_EQ(zinsSBADPCMDecode_G722_16s(c, out, 2 * g.len, 1, s.as<State>()), zinStsNoErr);
+    fields(s)->nbhHigh = static_cast<int16_t>(nbh), fields(s)->nblLow = static_cast<int16_t>(nbl);
+    return s;
+}
+
+struct Update {
+    Buf<int16_t> past;
+    int value, reset;
+    Buf<uint8_t> st;
+    auto bufs() { return std::tie(past, st); }
+};
+
+// Bits 7 to 15 of nbhHigh index the table; 352 is the last index accepted.
+TEST(G722Api, StateUpdate) {
+    zt::check(zt::Export<Update>{
+        .name = "zinsSBADPCMDecodeStateUpdate_G722_16s",
+        .make = [](Gen& g) {
+            const int nbh = by_off(g, {g.pick(0, 22528), 22528, (352 << 7) + 127, 353 << 7, -1, -128});
+            return Update{g.in16(2), g.pick(-32768, 32767), g.len & 1, decoded(g, nbh, 0)};
+        },
+        .call = [](Update& u) { return zinsSBADPCMDecodeStateUpdate_G722_16s(u.past, int16_t(u.value), u.reset, u.st.as<State>()); },
+        .plain = [](Update& u) {
+            zin::g722::State& f = *fields(u.st);
+            std::fill(f.dltLow, f.dltLow + 6, 0);
+            f.dLow = 0, f.rltLow[0] = u.past[1], f.rltLow[1] = u.past[0];
+            f.pltLow[0] = static_cast<int16_t>(u.past[1] >> 1), f.pltLow[1] = static_cast<int16_t>(u.past[0] >> 1);
+            f.sLow = static_cast<int16_t>(u.value), f.szLow = static_cast<int16_t>(u.value >> 1);
+            const int n = f.nbhHigh, index = (n & 0xFFFF) >> 7;
+            f.nbhHigh = static_cast<int16_t>(u.reset && index <= 352 ? 0 : n >> 1);
+            if (index > 352) return zinStsOutOfRangeErr;
+            if (u.reset) f.detLow = 32, f.detHigh = 8, f.nblLow = 0;
+            else f.detHigh = static_cast<int16_t>(zin::g722::kIla[index] * 4 + 4);
+            return zinStsNoErr;
+        },
+        .checks = {zt::null(&Update::past), zt::null(&Update::st)}},
+        zt::Sweep{{1, 2, 3, 4, 40, 41, 160, 161}});
+}
+
+struct Classify {
+    Buf<int16_t> sig;
+    int lag;
+    Buf<int> cls;
+    Buf<uint8_t> st;
+    auto bufs() { return std::tie(sig, cls); }
+};
+
+// Small signals with lone peaks, some more than eight times their
+// neighbourhood; the buffer holds two samples before the pointer and ends at
+// the last sample read.
 TEST(G722Api, ClassifyFrame) {
-    Obj o;
-    zinsSBADPCMDecodeInit_G722_16s(o.p());
-    auto* f = o.fields();
-    const int lag = 40;
-    std::vector<int16_t> base(2 + 2 * lag + 2);
-    for (std::size_t i = 0; i < base.size(); ++i) base[i] = static_cast<int16_t>((i % 5) * 100 - 200);  // |x| <= 200
-    struct Case {
-        int nbh, cls_in, peak, cls_out, peak_out;
-    };
-    // High band not above the low band: the class stays and only 3 and 4
-    // look at peaks. High band above: 0 becomes 3, others 4. A lone peak is
-    // cut to the largest magnitude around i (sign kept); one of more than
-    // eight times that magnitude makes class 2.
-    const Case cases[] = {{100, 0, 9000, 0, 9000},  {100, 1, 9000, 1, 9000},  {100, 3, 9000, 2, 200},
-                          {101, 0, -9000, 2, -200}, {101, 5, -9000, 2, -200}, {101, 0, 1000, 3, 200},
-                          {101, 2, 150, 4, 150}};
-    for (const Case& c : cases) {
-        f->nbhHigh = static_cast<int16_t>(c.nbh);
-        f->nblLow = 100;
-        auto s = base;
-        s[2 + lag + 7] = static_cast<int16_t>(c.peak);
-        int cls = c.cls_in;
-        ASSERT_EQ(zinsClassifyFrame_G722_16s_I(s.data() + 2, lag, &cls, o.p()), zinStsNoErr);
-        EXPECT_EQ(cls, c.cls_out) << c.nbh << " " << c.cls_in << " " << c.peak;
-        EXPECT_EQ(s[2 + lag + 7], c.peak_out);
-        s[2 + lag + 7] = base[2 + lag + 7];
-        EXPECT_EQ(s, base) << "nothing else changes";
-    }
-}
-
-TEST(G722Api, DownsampleMatchesPlainStatement) {
-    for (int len : zt::test_lengths()) {
-        for (auto p : zt::kPatterns) {
-            const auto all = zt::pattern16(p, static_cast<std::size_t>(len) + 5);
-            Misaligned<int16_t> S(len + 5, len % 8), D(len / 4 + 1, 3, 1234);
-            S.assign(all);
-            ASSERT_EQ(zinsDownsampleFilter_G722_16s(S.data() + 5, len, D.data()), zinStsNoErr);
-            for (int j = 0; j < len / 4; ++j) {
-                int64_t sum = 0;
-                for (int t = 0; t < 9; ++t) sum += int64_t{zin::g722::kDecimTaps[t]} * all[5 + 4 * j + 3 - t];
-                const int64_t want = sum >= 0x7FFF8000 ? 32767 : std::max<int64_t>(-32768, (sum + 32768) >> 16);
-                ASSERT_EQ(D.data()[j], want) << "len " << len << " j " << j;
+    zt::check(zt::Export<Classify>{
+        .name = "zinsClassifyFrame_G722_16s_I",
+        .make = [](Gen& g) {
+            const int lag = g.len % 144;
+            Buf<int16_t> s = g.in16(2 + std::max(lag + 2, 2 * lag), -300, 300);
+            for (int k = 0; k < 4 && lag > 0 && !g.extreme(); ++k) s[2 + lag + g.pick(0, lag - 1)] = int16_t(g.pick(-32768, 32767));
+            const int nbh = g.pick(0, 3);
+            return Classify{s, lag, g.val(by_off(g, {0, 1, 2, 3, 4, 5})), decoded(g, nbh, g.pick(0, 2))};
+        },
+        .call = [](Classify& c) { return zinsClassifyFrame_G722_16s_I(c.sig.at(2), c.lag, c.cls, c.st.as<State>()); },
+        .plain = [](Classify& c) {
+            int& cls = c.cls[0];
+            if (fields(c.st)->nbhHigh > fields(c.st)->nblLow) cls = cls != 0 ? 4 : 3;
+            if (cls != 3 && cls != 4) return zinStsNoErr;
+            int16_t* s = c.sig.at(2);
+            for (int i = 0, m = 0; i < c.lag; ++i, m = 0) {
+                for (int j = i - 2; j <= i + 2; ++j) m = std::max(m, std::abs(int{s[j]}));
+                const int x = s[i + c.lag];
+                if (std::abs(x) > m) cls = 8 * m <= std::abs(x) ? 2 : cls, s[i + c.lag] = static_cast<int16_t>(x < 0 ? -m : m);
             }
-            ASSERT_EQ(D.data()[len / 4], 1234) << "nothing past len/4 outputs";
-            ASSERT_TRUE(D.guards_intact());
-        }
-    }
+            return zinStsNoErr;
+        },
+        .checks = {zt::null(&Classify::sig), zt::null(&Classify::cls), zt::null(&Classify::st),
+                   zt::set(zinStsRangeErr, &Classify::lag, 144), zt::set(zinStsRangeErr, &Classify::lag, -1)}});
 }
 
-TEST(G722Api, HighbandFilterMatchesPlainStatement) {
-    for (auto p : zt::kPatterns) {
-        const auto in = zt::pattern16(p, 1000);
-        // Plain statement, whole vector.
-        std::vector<int16_t> want(in.size());
-        int u1 = 123, y1 = -456;
-        for (std::size_t n = 0; n < in.size(); ++n) {
-            const int u = (in[n] * 29212 + 16384) >> 15;
-            y1 = std::clamp(u - u1 + ((y1 * 25656 + 16384) >> 15), -32768, 32767);
-            u1 = u;
-            want[n] = static_cast<int16_t>(y1);
-        }
-        // The same in pieces, the memory carrying across calls.
-        auto got = in;
-        int16_t mem[2] = {123, -456};
-        for (std::size_t pos = 0, k = 1; pos < got.size(); ++k) {
-            const std::size_t n = std::min(k * 7 % 97 + 1, got.size() - pos);
-            ASSERT_EQ(zinsFilterHighband_G722_16s_I(got.data() + pos, static_cast<int>(n), mem), zinStsNoErr);
-            pos += n;
-        }
-        ASSERT_EQ(got, want);
-        EXPECT_EQ(mem[0], u1);
-        EXPECT_EQ(mem[1], y1);
-    }
+// G.722 Appendix III's decimation filter over the newest nine samples,
+// reading five before the source; one output for four inputs.
+TEST(G722Api, Downsample) {
+    static constexpr int kTaps[9] = {3692, 6190, 8525, 10186, 10787, 10186, 8525, 6190, 3692};
+    zt::check(zt::Export<Io>{
+        .name = "zinsDownsampleFilter_G722_16s",
+        .make = [](Gen& g) { return Io{g.in16(g.len + 5), g.out<int16_t>(g.len / 4), g.len, 0}; },
+        .call = [](Io& d) { return zinsDownsampleFilter_G722_16s(d.src.at(5), d.len, d.dst); },
+        .plain = [](Io& d) {
+            for (int j = 0; j < d.len / 4; ++j) {
+                int64_t sum = 0;
+                for (int t = 0; t < 9; ++t) sum += int64_t{kTaps[t]} * d.src[5 + 4 * j + 3 - t];
+                d.dst[j] = sum >= 0x7FFF8000 ? 32767 : sat16((sum + 32768) >> 16);
+            }
+            return zinStsNoErr;
+        },
+        .checks = checks({zt::null(&Io::src), zt::null(&Io::dst)}, {0, -1})});
+}
+
+TEST(G722Api, FilterHighband) {
+    auto f = [](Io& h, int from, int n) { return zinsFilterHighband_G722_16s_I(h.src.at(from), n, h.mem); };
+    zt::check(zt::Export<Io>{
+        .name = "zinsFilterHighband_G722_16s_I",
+        .make = [](Gen& g) { return Io{g.in16(g.len), {}, g.len, 0, {}, g.in16(2)}; },
+        .call = zt::whole(f),
+        .plain = [](Io& h) {
+            int u1 = h.mem[0], y1 = h.mem[1];
+            for (int n = 0; n < h.len; ++n) {
+                const int u = (h.src[n] * 29212 + 16384) >> 15;
+                y1 = h.src[n] = sat16(u - u1 + ((y1 * 25656 + 16384) >> 15));
+                u1 = u;
+            }
+            h.mem[0] = static_cast<int16_t>(u1), h.mem[1] = static_cast<int16_t>(y1);
+            return zinStsNoErr;
+        },
+        .checks = checks({zt::null(&Io::src), zt::null(&Io::mem)}, {0, -1}),
+        .split = zt::in_two(f)});
 }
 
 }  // namespace

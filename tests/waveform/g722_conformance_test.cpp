@@ -1,13 +1,13 @@
 // The ITU-T G.722 Appendix II digital test sequences through the sub-band
 // ADPCM exports (QMF bypassed): every encoder sequence and every decoder
-// sequence in all three modes, word for word.
+// sequence in all three modes, word for word, each stream in uneven pieces
+// through an exact-size state object at several addresses.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "test_util.h"
-#include "zinsc.h"
+#include "check.h"
 
 namespace {
 
@@ -21,78 +21,51 @@ std::vector<int16_t> payload(const std::string& name) {
     return {w.begin() + b, w.begin() + e};
 }
 
-// A state object placed `offset` bytes into a buffer, freshly initialised.
-struct StateBuffer {
-    explicit StateBuffer(int offset) : bytes(256), off(offset) {
-        int size = 0;
-        EXPECT_EQ(zinsSBADPCMDecodeStateSize_G722_16s(&size), zinStsNoErr);
-        EXPECT_LE(size + offset, 256);
-        EXPECT_EQ(zinsSBADPCMDecodeInit_G722_16s(get()), zinStsNoErr);
-    }
-    ZinSBADPCMState_G722_16s* get() { return reinterpret_cast<ZinSBADPCMState_G722_16s*>(bytes.data() + off); }
-    std::vector<unsigned char> bytes;
-    int off;
-};
-
-// Runs `fn(src, dst, words)` over a whole stream in uneven even-sized calls.
-template <typename Fn>
-void in_chunks(const std::vector<int16_t>& src, std::vector<int16_t>& dst, Fn fn) {
-    static const int kChunks[] = {2, 160, 38, 4, 320, 2, 98};
-    dst.assign(src.size(), 0);
-    std::size_t pos = 0;
-    for (int c = 0; pos < src.size(); ++c) {
-        const std::size_t n = std::min<std::size_t>(kChunks[c % 7], src.size() - pos);
-        ASSERT_EQ(fn(src.data() + pos, dst.data() + pos, static_cast<int>(n)), zinStsNoErr);
-        pos += n;
-    }
+// Runs `words` through f(state, src, dst, n) from a fresh state `off` bytes
+// into its block.
+template <class F>
+zt::Buf<int16_t> run(const zt::Buf<int16_t>& words, std::size_t off, F f) {
+    zt::Buf<uint8_t> st(144, off);
+    auto* s = st.as<ZinSBADPCMState_G722_16s>();
+    EXPECT_EQ(zinsSBADPCMDecodeInit_G722_16s(s), zinStsNoErr);
+    zt::Buf<int16_t> out(words.size());
+    zt::in_pieces(static_cast<int>(words.size()), 2, [&](int at, int n) { return f(s, words.at(at), out.at(at), n); });
+    return out;
 }
 
 TEST(G722Conformance, EncoderSequences) {
     ZT_REQUIRE_VECTORS("g722");
     for (int n : {1, 2}) {
-        const auto in = payload("t1c" + std::to_string(n) + ".xmt");
-        const auto cod = payload("t2r" + std::to_string(n) + ".cod");
+        const auto in = payload("t1c" + std::to_string(n) + ".xmt"), cod = payload("t2r" + std::to_string(n) + ".cod");
         ASSERT_EQ(in.size(), cod.size());
-        std::vector<int16_t> pairs;
-        for (int16_t x : in) {
-            pairs.push_back(static_cast<int16_t>(x >> 1));
-            pairs.push_back(static_cast<int16_t>(x >> 1));
-        }
-        StateBuffer st(n);  // odd and even placements of the object
-        std::vector<int16_t> codes;
-        in_chunks(pairs, codes, [&](const int16_t* s, int16_t* d, int len) {
-            return zinsSBADPCMEncode_G722_16s(s, d, len, st.get());
+        zt::Buf<int16_t> pairs(2 * in.size());
+        for (std::size_t i = 0; i < in.size(); ++i) pairs[2 * i] = pairs[2 * i + 1] = static_cast<int16_t>(in[i] >> 1);
+        const auto codes = run(pairs, n, [](auto* s, const int16_t* x, int16_t* y, int len) {
+            return zinsSBADPCMEncode_G722_16s(x, y, len, s);
         });
-        for (std::size_t i = 0; i < in.size(); ++i) {
-            const int want = (cod[i] >> 8) & 0xFF;
-            ASSERT_EQ(codes[2 * i], want & 63) << "t1c" << n << " low code at sample " << i;
-            ASSERT_EQ(codes[2 * i + 1], want >> 6) << "t1c" << n << " high code at sample " << i;
-        }
+        for (std::size_t i = 0; i < in.size(); ++i)
+            ASSERT_EQ(codes[2 * i] | codes[2 * i + 1] << 6, (cod[i] >> 8) & 0xFF) << "t1c" << n << " sample " << i;
     }
 }
 
+// Any mode value other than 1 and 2 decodes at 48 kbit/s.
 TEST(G722Conformance, DecoderSequencesAllModes) {
     ZT_REQUIRE_VECTORS("g722");
     const char* inputs[] = {"t2r1.cod", "t2r2.cod", "t1d3.cod"};
     for (int n = 1; n <= 3; ++n) {
-        const auto cod = payload(inputs[n - 1]);
-        std::vector<int16_t> pairs;
-        for (int16_t w : cod) {
-            const int c = (w >> 8) & 0xFF;
-            pairs.push_back(static_cast<int16_t>(c & 63));
-            pairs.push_back(static_cast<int16_t>(c >> 6));
-        }
-        const auto high = payload("t3h" + std::to_string(n) + ".rc0");
+        const auto cod = payload(inputs[n - 1]), high = payload("t3h" + std::to_string(n) + ".rc0");
         ASSERT_EQ(high.size(), cod.size());
-        // Any mode value other than 1 and 2 decodes at 48 kbit/s.
+        zt::Buf<int16_t> pairs(2 * cod.size());
+        for (std::size_t i = 0; i < cod.size(); ++i) {
+            pairs[2 * i] = static_cast<int16_t>((cod[i] >> 8) & 63);
+            pairs[2 * i + 1] = static_cast<int16_t>((cod[i] >> 14) & 3);
+        }
         for (int mode : {1, 2, 3, 0, -1}) {
             const int rc = (mode == 1 || mode == 2) ? mode : 3;
             const auto low = payload("t3l" + std::to_string(n) + ".rc" + std::to_string(rc));
             ASSERT_EQ(low.size(), cod.size());
-            StateBuffer st(3 * rc + (mode < 1));
-            std::vector<int16_t> out;
-            in_chunks(pairs, out, [&](const int16_t* s, int16_t* d, int len) {
-                return zinsSBADPCMDecode_G722_16s(s, d, len, mode, st.get());
+            const auto out = run(pairs, 3 * rc + (mode < 1), [mode](auto* s, const int16_t* x, int16_t* y, int len) {
+                return zinsSBADPCMDecode_G722_16s(x, y, len, mode, s);
             });
             for (std::size_t i = 0; i < cod.size(); ++i) {
                 ASSERT_EQ(out[2 * i] * 2, low[i]) << inputs[n - 1] << " mode " << mode << " low at " << i;
