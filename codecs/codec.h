@@ -31,8 +31,8 @@ struct CodecOptions {
     Packing packing = Packing::Rfc3551;
     bool wav49 = false;               // GSM 06.10: 65-octet frame pairs
     StreamFormat format = StreamFormat::Rfc3551;  // -f: G.728, G.722.1
-    bool postfilter = true;           // G.728 decoder
-    std::string erasures;             // G.728 decoder: '0'/'1' per 10 ms frame, repeated; empty for none
+    bool postfilter = true;           // G.728, G.723.1 decoders
+    std::string erasures;             // G.728 (per 10 ms, repeated), G.723.1 (per frame): '1' erased; empty for none
 };
 
 // A running encoder: takes 16-bit linear samples at the codec's sampling

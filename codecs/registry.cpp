@@ -13,6 +13,7 @@ extern const CodecInfo kG726_32;
 extern const CodecInfo kG726_40;
 extern const CodecInfo kGsmFr;
 extern const CodecInfo kG722_64, kG722_56, kG722_48;
+extern const CodecInfo kG7231_63, kG7231_53;
 extern const CodecInfo kG7221_24, kG7221_32, kG7221c_24, kG7221c_32, kG7221c_48;
 extern const CodecInfo kG728;
 
@@ -26,6 +27,8 @@ const CodecInfo* const kCodecs[] = {
     &kG722_64,
     &kG722_56,
     &kG722_48,
+    &kG7231_63,
+    &kG7231_53,
     &kG7221_24,
     &kG7221_32,
     &kG7221c_24,

@@ -89,7 +89,9 @@ typedef struct {
 typedef enum {
     zinSpchBr4750  = 0,   /* GSM-AMR 4.75 kbit/s */
     zinSpchBr5150  = 1,   /* GSM-AMR 5.15 kbit/s */
+    zinSpchBr5300  = 2,   /* G.723.1 5.3 kbit/s */
     zinSpchBr5900  = 3,   /* GSM-AMR 5.9 kbit/s */
+    zinSpchBr6300  = 4,   /* G.723.1 6.3 kbit/s */
     zinSpchBr6600  = 5,   /* AMR-WB 6.60 kbit/s */
     zinSpchBr6700  = 6,   /* GSM-AMR 6.7 kbit/s */
     zinSpchBr7400  = 7,   /* GSM-AMR 7.4 kbit/s */
@@ -509,6 +511,41 @@ ZINSC_API ZinStatus zinsShortTermAnalysisFilter_GSMFR_16s_I(const Zin16s* pRC, Z
 ZINSC_API ZinStatus zinsShortTermSynthesisFilter_GSMFR_16s(const Zin16s* pRC, const Zin16s* pSrc, Zin16s* pDst, int len, Zin16s* pMem);
 /* APCM inverse quantisation (4.2.16) of 13 codes with the mantissa factor and the shift 6 - exponent. */
 ZINSC_API ZinStatus zinsRPEQuantDecode_GSMFR_16s(const Zin16s* pSrc, Zin16s ampl, Zin16s amplSfs, Zin16s* pDst);
+
+/* ---- G.723.1 (6.3 and 5.3 kbit/s) ---------------------------------------- */
+
+/* DC removal of a 240-sample frame (2.3); pMem[0] the previous input, pMem[1] the previous 32-bit output. */
+ZINSC_API ZinStatus zinsHighPassFilter_G723_16s(const Zin16s* pSrc, Zin16s* pDst, Zin32s* pMem);
+/* Scaled, Hamming-windowed, corrected autocorrelation of 180 samples (2.4): 11 lags and their exponent (40 for silence). */
+ZINSC_API ZinStatus zinsAutoCorr_G723_16s(const Zin16s* pSrc, Zin16s* pExp, Zin16s* pDst);
+/* 11 lags of 180 samples: lag 0 with the 1025/1024 correction and normalised by *pNorm, lags 1-10 lag-windowed. */
+ZINSC_API ZinStatus zinsAutoCorr_NormE_G723_16s(const Zin16s* pSrc, Zin16s* pDst, Zin32s* pNorm);
+/* Durbin recursion to 10 LPC (Q13) with the residual energy; shifts the sine flag *pSine once (2.4). */
+ZINSC_API ZinStatus zinsLevinsonDurbin_G723_16s(const Zin16s* pSrcAutoCorr, Zin16s* pSine, Zin16s* pEnergy, Zin16s* pDstLpc);
+/* LPC to LSP on the 256-point cosine grid (2.5); the previous LSP vector when 10 roots aren't found. */
+ZINSC_API ZinStatus zinsLPCToLSF_G723_16s(const Zin16s* pSrcLpc, const Zin16s* pSrcPrevLsf, Zin16s* pDstLsf);
+/* LSP to 10 negated LPC (Q13) for synthesis by plain multiply-accumulate (2.7). */
+ZINSC_API ZinStatus zinsLSFToLPC_G723_16s(const Zin16s* pSrcLsf, Zin16s* pDstLpc);
+/* zinsLSFToLPC_G723_16s in place. */
+ZINSC_API ZinStatus zinsLSFToLPC_G723_16s_I(Zin16s* pSrcDst);
+/* Predictive split VQ of the LSP vector (2.6): *pIndex = band0 << 16 | band1 << 8 | band2. */
+ZINSC_API ZinStatus zinsLSFQuant_G723_16s32s(const Zin16s* pSrcLsf, const Zin16s* pSrcPrevLsf, Zin32s* pIndex);
+/* LSP decoding with the stability loop (3.2), erased frames predicted from pSrcPrevLsf; zinStsLsfLowWarn if unstable. */
+ZINSC_API ZinStatus zinsLSFDecode_G723_16s(const Zin16s* pSrcBands, const Zin16s* pSrcPrevLsf, Zin32s erased, Zin16s* pDstLsf);
+/* Open-loop pitch of 120 samples at pSrc (2.9), reading 142 before them: lag 18 to 142. */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearch_G723_16s(const Zin16s* pSrc, Zin16s* pDelay);
+/* Harmonic noise weighting (2.11) of 60 samples around an open-loop delay of 18 to 145: filter lag and gain. */
+ZINSC_API ZinStatus zinsHarmonicSearch_G723_16s(Zin16s delay, const Zin16s* pSrc, Zin16s* pDelay, Zin16s* pGain);
+/* Closed-loop 5-tap pitch (2.14) over 145 past excitation samples with taming by the 5 zone errors; *pLag the lag, *pGainIndex the row. */
+ZINSC_API ZinStatus zinsAdaptiveCodebookSearch_G723(Zin16s baseDelay, const Zin16s* pSrcTarget, const Zin16s* pSrcImp, const Zin16s* pSrcPrevExc, const Zin32s* pSrcErrors, Zin16s* pLag, Zin16s* pGainIndex, Zin16s subframe, Zin16s sineFlag, ZinSpeechBitrate rate);
+/* MP-MLQ search (2.15): 60-sample excitation (pulse amplitudes from the fixed gain table, train included), grid, train, signs, positions. */
+ZINSC_API ZinStatus zinsMPMLQFixedCodebookSearch_G723(Zin16s baseDelay, const Zin16s* pSrcImp, const Zin16s* pSrcTarget, Zin16s* pDstCode, Zin16s* pGrid, Zin16s* pTrain, Zin16s* pSign, Zin32s* pPosition, Zin16s subframe);
+/* One grid of the MP-MLQ pulse and gain search; pBest (gain, grid, 6 positions, 6 amplitudes) and *pScore change where it improves. */
+ZINSC_API ZinStatus zinsGainQuant_G723_16s(const Zin16s* pSrcImp, const Zin16s* pSrcTarget, const Zin16s* pImpCorr, const Zin32s* pCorr, Zin16s* pBest, Zin16s grid, Zin16s* pMap, int pulseCount, Zin32s* pScore);
+/* ACELP correlation matrix of h (2.16), 416 values: 4 x 8 track diagonals, then tracks (0,1) (0,2) (0,3) (1,2) (1,3) (2,3) as 8 x 8. */
+ZINSC_API ZinStatus zinsToeplizMatrix_G723_16s32s(const Zin16s* pSrcImp, Zin32s* pDstRr);
+/* zinsToeplizMatrix_G723_16s32s narrowed to 16-bit values. */
+ZINSC_API ZinStatus zinsToeplizMatrix_G723_16s(const Zin16s* pSrcImp, Zin16s* pDstRr);
 
 /* ---- G.169 automatic level control ---------------------------------- */
 
