@@ -137,7 +137,8 @@ struct Cross {
 Cross make_cross(Gen& g, bool lagged, bool small_b = false) {
     const int lags = lagged ? by_off(g, {1, 4, 5, 40}) : 0;
     const int out = lagged ? lags : g.len;
-    return {g.in16(g.len), small_b ? g.in16(g.len + lags, -3000, 3000) : g.in16(g.len + lags), g.len, lags,
+    const int blen = g.len + std::max(lags - 1, 0);  // exactly what the lags read
+    return {g.in16(g.len), small_b ? g.in16(blen, -3000, 3000) : g.in16(blen), g.len, lags,
             by_off(g, {-40, -3, 0, 1, 7, 31, 40, 12}), g.out<int32_t>(out), g.out<int16_t>(out)};
 }
 
@@ -313,13 +314,13 @@ TEST(LagSearch, FloatForms) {
             double best = -DBL_MAX;
             for (int l = 0; l <= hi; ++l) {
                 c[l] = 0;
-                for (int i = 0; i < len; ++i) c[l] += double{s[i]} * s[i + l];
+                for (int i = 0; i < len; ++i) c[l] += double{s[i + 2]} * s[i + 2 + l];
                 best = std::max(best, c[l]);
             }
             const double tol = 1e-5 * (std::abs(best) + 1e6) * len;
             float fm = 0;
             int lag = -1;
-            ASSERT_EQ(zinsAutoCorrLagMax_32f(s, len, 0, hi, &fm, &lag), zinStsNoErr);
+            ASSERT_EQ(zinsAutoCorrLagMax_32f(s + 2, len, 0, hi, &fm, &lag), zinStsNoErr);  // to the buffer's end
             ASSERT_NEAR(fm, best, tol);
             ASSERT_NEAR(c[lag], best, 2 * tol);
             double dm = -1;
