@@ -205,6 +205,19 @@ std::vector<Check<A>> operator+(std::vector<Check<A>> c, Check<A> more) {
     return c;
 }
 
+// Plain statements made of one step per element i < len, or of one step.
+template <class F>
+auto each(F f) {
+    return [f](auto& a) {
+        for (int i = 0; i < a.len; ++i) f(a, i);
+        return zinStsNoErr;
+    };
+}
+template <class F>
+auto once(F f) {
+    return [f](auto& a) { return f(a), zinStsNoErr; };
+}
+
 template <class A>
 struct Export {
     std::string name;

@@ -12,6 +12,7 @@ namespace {
 
 using zt::Buf;
 using zt::by_off;
+using zt::each;
 using zt::Gen;
 using zt::sat16;
 using zt::sat32;
@@ -80,13 +81,6 @@ int16_t mul_nr(int16_t u, int16_t v, int s) {
     return sat16(s ? (p + (int64_t{1} << (s - 1))) >> s : p);
 }
 
-template <class F>
-std::function<ZinStatus(Ar&)> each(F f) {
-    return [f](Ar& x) {
-        for (int i = 0; i < x.len; ++i) f(x, i);
-        return zinStsNoErr;
-    };
-}
 
 // One step of the power recursion, saturating at every step: at scale 15 it
 // is mult_r except that -32768 squared wraps to -32768; at other scales the

@@ -14,6 +14,8 @@ namespace {
 
 using zt::Buf;
 using zt::by_off;
+using zt::each;
+using zt::once;
 using zt::Gen;
 using zt::sat16;
 
@@ -46,17 +48,6 @@ K make(Gen& g) {
 }
 
 using E = zt::Export<K>;
-template <class F>
-std::function<ZinStatus(K&)> each(F f) {
-    return [f](K& k) {
-        for (int i = 0; i < k.len; ++i) f(k, i);
-        return zinStsNoErr;
-    };
-}
-template <class F>
-std::function<ZinStatus(K&)> once(F f) {
-    return [f](K& k) { return f(k), zinStsNoErr; };
-}
 template <class T>
 int64_t total(const Buf<T>& v, int n, const Buf<int16_t>* by = nullptr) {
     int64_t s = 0;

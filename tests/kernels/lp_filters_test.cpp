@@ -53,11 +53,10 @@ ZinStatus synth(const Lp& l, const int16_t* x, int16_t* y, bool sat) {
     return over ? zinStsOverflow : zinStsNoErr;
 }
 
-// Pointers, length, then the scale: 12 and 13 only.
+// After the pointers and the length, the scale: 12 and 13 only.
 template <class... M>
-std::vector<zt::Check<Lp>> synth_checks(M Lp::*... m) {
-    return zt::nulls_then_len(&Lp::len, m...) + zt::set(zinStsScaleRangeErr, &Lp::s, 14) +
-           zt::set(zinStsScaleRangeErr, &Lp::s, 11);
+auto synth_checks(M Lp::*... m) {
+    return zt::nulls_then_len(&Lp::len, m...) + zt::set(zinStsScaleRangeErr, &Lp::s, 14) + zt::set(zinStsScaleRangeErr, &Lp::s, 11);
 }
 
 // With a memory, samples saturate and a clip is reported; without one the
@@ -101,14 +100,11 @@ TEST(LpFilters, Residual) {
                               g.out<int16_t>(g.len), {}, g.len, g.one_of({0, 1, 12, 15}), order, 0, order};
                 },
                 [](Lp& l) { return zinsResidualFilter_Low_16s_Sfs(l.x.at(l.order), l.order, l.a, l.y, l.len, l.s); },
-                [](Lp& l) {
-                    for (int n = 0; n < l.len; ++n) {
-                        int32_t acc = l.s ? 1 << (l.s - 1) : 0;
-                        for (int k = 0; k <= l.order; ++k) acc = fx::wrap_add32(acc, fx::wrap_mul32(l.a[k], l.x[l.order + n - k]));
-                        l.y[n] = fx::sat16(acc >> l.s);
-                    }
-                    return zinStsNoErr;
-                },
+                zt::each([](Lp& l, int n) {
+                    int32_t acc = l.s ? 1 << (l.s - 1) : 0;
+                    for (int k = 0; k <= l.order; ++k) acc = fx::wrap_add32(acc, fx::wrap_mul32(l.a[k], l.x[l.order + n - k]));
+                    l.y[n] = fx::sat16(acc >> l.s);
+                }),
                 zt::nulls_then_len(&Lp::len, &Lp::x, &Lp::a, &Lp::y) + zt::set(zinStsSizeErr, &Lp::order, 0) +
                     zt::Check<Lp>{zinStsSizeErr, "order above len", [](Lp& l) { l.order = l.len + 1; }} +
                     zt::set(zinStsScaleRangeErr, &Lp::s, -1) + zt::set(zinStsScaleRangeErr, &Lp::s, 16)},
@@ -116,6 +112,13 @@ TEST(LpFilters, Residual) {
 }
 
 // ---- harmonic filters: read `lag` samples before the pointer, or -lag after it
+
+struct Lpf {
+    Buf<float> x, mem;
+    int len, lag, before;
+    float val;
+    auto bufs() { return std::tie(x, mem); }
+};
 
 Lp make_harmonic(Gen& g) {
     const int lag = g.one_of({-3, 0, 1, 2, 3, 4, 7, 8, 9, 20, 40, 143}), before = std::max(lag, 0);
@@ -127,36 +130,22 @@ TEST(LpFilters, Harmonic) {
     // In place, sample by sample, truncating and wrapping.
     zt::check(E{"zinsHarmonicFilter_16s_I", make_harmonic,
                 [](Lp& l) { return zinsHarmonicFilter_16s_I(l.val, l.lag, l.x.at(l.before), l.len); },
-                [](Lp& l) {
-                    int16_t* p = l.x.at(l.before);
-                    for (int n = 0; n < l.len; ++n) p[n] = fx::wrap16(p[n] + fx::wrap16((int32_t{p[n - l.lag]} * l.val) >> 15));
-                    return zinStsNoErr;
-                },
+                zt::each([](Lp& l, int n) {
+                    int16_t* p = l.x.at(l.before + n);
+                    *p = fx::wrap16(*p + fx::wrap16((int32_t{p[-l.lag]} * l.val) >> 15));
+                }),
                 zt::nulls_then_len(&Lp::len, &Lp::x)},
               kSweep);
     // Rounded and saturated, -32768 acting as -32767.
     zt::check(E{"zinsHarmonicFilter_NR_16s", make_harmonic,
                 [](Lp& l) { return zinsHarmonicFilter_NR_16s(l.val, l.lag, l.x.at(l.before), l.y, l.len); },
-                [](Lp& l) {
-                    const int16_t* p = l.x.at(l.before);
-                    const int64_t g = l.val == -32768 ? -32767 : l.val;
-                    for (int n = 0; n < l.len; ++n) l.y[n] = zt::sat16((p[n] * int64_t{32768} + p[n - l.lag] * g + 16384) >> 15);
-                    return zinStsNoErr;
-                },
+                zt::each([](Lp& l, int n) {
+                    const int16_t* p = l.x.at(l.before + n);
+                    l.y[n] = zt::sat16((*p * int64_t{32768} + p[-l.lag] * (l.val == -32768 ? -32767 : l.val) + 16384) >> 15);
+                }),
                 zt::nulls_then_len(&Lp::len, &Lp::x, &Lp::y)},
               kSweep);
-}
-
-// ---- single precision: the same operations give the same bits ---------------
-
-struct Lpf {
-    Buf<float> x, mem;
-    int len, lag, before;
-    float val;
-    auto bufs() { return std::tie(x, mem); }
-};
-
-TEST(LpFilters, SinglePrecision) {
+    // Single precision: the same operations give the same bits.
     zt::check(zt::Export<Lpf>{"zinsHarmonicFilter_32f_I",
                               [](Gen& g) {
                                   const Lp h = make_harmonic(g);
@@ -164,25 +153,21 @@ TEST(LpFilters, SinglePrecision) {
                                              g.one_of({0.37f, -1.f, 0.f, 0.9f})};
                               },
                               [](Lpf& l) { return zinsHarmonicFilter_32f_I(l.val, l.lag, l.x.at(l.before), l.len); },
-                              [](Lpf& l) {
-                                  float* p = l.x.at(l.before);
-                                  for (int n = 0; n < l.len; ++n) p[n] = p[n] + p[n - l.lag] * l.val;
-                                  return zinStsNoErr;
-                              },
+                              zt::each([](Lpf& l, int n) { l.x[l.before + n] = l.x[l.before + n] + l.x[l.before + n - l.lag] * l.val; }),
                               zt::nulls_then_len(&Lpf::len, &Lpf::x)},
               kSweep);
-    // y[n] = x[n] - val*x[n-1]; the memory holds x[-1], then the last input.
+}
+
+// y[n] = x[n] - val*x[n-1]; the memory holds x[-1], then the last input.
+TEST(LpFilters, Preemphasize) {
     zt::Export<Lpf> pre{"zinsPreemphasize_32f_I",
                         [](Gen& g) { return Lpf{g.in32f(g.len, -24576.f, 24576.f), g.val(123.5f), g.len, 0, 0, 0.68f}; },
                         [](Lpf& l) { return zinsPreemphasize_32f_I(l.val, l.x, l.len, l.mem); },
-                        [](Lpf& l) {
-                            for (int n = 0; n < l.len; ++n) {
-                                const float in = l.x[n];
-                                l.x[n] = in - l.val * l.mem[0];
-                                l.mem[0] = in;
-                            }
-                            return zinStsNoErr;
-                        },
+                        zt::each([](Lpf& l, int n) {
+                            const float in = l.x[n];
+                            l.x[n] = in - l.val * l.mem[0];
+                            l.mem[0] = in;
+                        }),
                         zt::nulls_then_len(&Lpf::len, &Lpf::x, &Lpf::mem)};
     pre.split = [](Lpf& l, int cut) {
         const ZinStatus st = zinsPreemphasize_32f_I(l.val, l.x, cut, l.mem);
