@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "compare.h"
 #include "zinsc.h"
 
 namespace {
@@ -183,61 +184,45 @@ struct Data {
     double dm = 0;
 };
 
-// One library call and its plain statement, each run over the sizes.
-#define PAIR(name, lib, plain)                                     \
-    void name##_Lib(benchmark::State& st) {                        \
-        const int len = static_cast<int>(st.range(0));             \
-        Data d(len);                                               \
-        for (auto _ : st) {                                        \
-            lib;                                                   \
-            benchmark::ClobberMemory();                            \
-        }                                                          \
-    }                                                              \
-    void name##_Plain(benchmark::State& st) {                      \
-        const int len = static_cast<int>(st.range(0));             \
-        Data d(len);                                               \
-        for (auto _ : st) {                                        \
-            plain;                                                 \
-            benchmark::ClobberMemory();                            \
-        }                                                          \
-    }                                                              \
-    BENCHMARK(name##_Lib)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240); \
-    BENCHMARK(name##_Plain)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240);
-
-PAIR(AutoCorr, zinsAutoCorr_16s32s(d.s1.data(), len, d.d32.data(), kLags),
-     plain_autocorr(d.s1.data(), len, d.d32.data(), kLags))
-// The normalised forms add one energy and a shift to the same sums.
-PAIR(AutoCorrNormE, zinsAutoCorr_NormE_16s32s(d.q1.data(), len, d.d32.data(), kLags, &d.norm),
-     plain_autocorr(d.q1.data(), len, d.d32.data(), kLags))
-PAIR(AutoCorrNormENR, zinsAutoCorr_NormE_NR_16s(d.s1.data(), len, d.d16.data(), kLags, &d.norm),
-     plain_autocorr(d.s1.data(), len, d.d32.data(), kLags))
-PAIR(CrossCorrSfs, zinsCrossCorr_16s32s_Sfs(d.s1.data(), d.s2.data(), len, d.d32.data(), 3),
-     plain_crosscorr_sfs(d.s1.data(), d.s2.data(), len, d.d32.data(), 3))
-PAIR(CrossCorrNR32, zinsCrossCorr_NR_16s32s(d.s1.data(), d.s2.data(), len, d.d32.data(), 40),
-     plain_crosscorr_nr(d.s1.data(), d.s2.data(), len, d.d32.data(), 40))
-PAIR(CrossCorrNR16, zinsCrossCorr_NR_16s(d.s1.data(), d.s2.data(), len, d.d16.data(), 40),
-     plain_crosscorr_nr16(d.s1.data(), d.s2.data(), len, d.d16.data(), 40))
-PAIR(CrossCorrNRSfs, zinsCrossCorr_NR_16s_Sfs(d.s1.data(), d.s2.data(), len, d.d16.data(), 40, 15),
-     plain_crosscorr_nr16(d.s1.data(), d.s2.data(), len, d.d16.data(), 40))
-PAIR(CrossCorrNormM, zinsCrossCorr_NormM_16s(d.s1.data(), d.s2.data(), len, d.d16.data()),
-     plain_normm(d.s1.data(), d.s2.data(), len, d.d16.data(), d.c64.data()))
-PAIR(CrossCorrLagMax, zinsCrossCorrLagMax_16s(d.s1.data(), d.s2.data(), len, kLagMax, &d.mx, &d.lag),
-     plain_crosscorr_lagmax(d.s1.data(), d.s2.data(), len, kLagMax, &d.mx, &d.lag))
-PAIR(CrossCorrLagMax64f, zinsCrossCorrLagMax_32f64f(d.f.data(), d.f.data() + 7, len, kLagMax, &d.dm, &d.lag),
-     plain_crosscorr_lagmax_64f(d.f.data(), d.f.data() + 7, len, kLagMax, &d.dm, &d.lag))
-PAIR(AutoCorrLagMaxFwd, zinsAutoCorrLagMax_Fwd_16s(d.s1.data(), len, kLowLag, kLagMax, &d.mx, &d.lag),
-     plain_fwd(d.s1.data(), len, kLowLag, kLagMax, &d.mx, &d.lag))
-PAIR(AutoCorrLagMaxInv, zinsAutoCorrLagMax_Inv_16s(d.s1.data() + 200, len, kLowLag, kLagMax, &d.mx, &d.lag),
-     plain_inv(d.s1.data() + 200, len, kLowLag, kLagMax, &d.mx, &d.lag))
-PAIR(AutoCorrLagMax32f, zinsAutoCorrLagMax_32f(d.f.data(), len, kLowLag, kLagMax, &d.fm, &d.lag),
-     plain_fwd_32f(d.f.data(), len, kLowLag, kLagMax, &d.fm, &d.lag))
-PAIR(ConvPartial, zinsConvPartial_16s32s(d.s1.data(), d.s2.data(), d.d32.data(), len),
-     plain_conv(d.s1.data(), d.s2.data(), d.d32.data(), len))
-PAIR(ConvPartialSfs, zinsConvPartial_16s_Sfs(d.s1.data(), d.s2.data(), d.d16.data(), len, 12),
-     plain_conv_sfs(d.s1.data(), d.s2.data(), d.d16.data(), len, 12))
-PAIR(ConvPartialNR, zinsConvPartial_NR_16s(d.q1.data(), d.q2.data(), d.d16.data(), len),
-     plain_conv_nr(d.q1.data(), d.q2.data(), d.d16.data(), len))
-PAIR(ConvPartialNRLow, zinsConvPartial_NR_Low_16s(d.q1.data(), d.q2.data(), d.d16.data(), len),
-     plain_conv_nr(d.q1.data(), d.q2.data(), d.d16.data(), len))
+// Each library call beside its plain statement, at the sub-frame sizes of the standards.
+const bool registered = [] {
+    auto pair = [](const char* name, auto lib, auto plain) { zb::pair<Data>(name, {40, 64, 80, 160, 240}, lib, plain); };
+    pair("AutoCorr", [](Data& d, int len) { zinsAutoCorr_16s32s(d.s1.data(), len, d.d32.data(), kLags); },
+         [](Data& d, int len) { plain_autocorr(d.s1.data(), len, d.d32.data(), kLags); });
+    // The normalised forms add one energy and a shift to the same sums.
+    pair("AutoCorrNormE", [](Data& d, int len) { zinsAutoCorr_NormE_16s32s(d.q1.data(), len, d.d32.data(), kLags, &d.norm); },
+         [](Data& d, int len) { plain_autocorr(d.q1.data(), len, d.d32.data(), kLags); });
+    pair("AutoCorrNormENR", [](Data& d, int len) { zinsAutoCorr_NormE_NR_16s(d.s1.data(), len, d.d16.data(), kLags, &d.norm); },
+         [](Data& d, int len) { plain_autocorr(d.s1.data(), len, d.d32.data(), kLags); });
+    pair("CrossCorrSfs", [](Data& d, int len) { zinsCrossCorr_16s32s_Sfs(d.s1.data(), d.s2.data(), len, d.d32.data(), 3); },
+         [](Data& d, int len) { plain_crosscorr_sfs(d.s1.data(), d.s2.data(), len, d.d32.data(), 3); });
+    pair("CrossCorrNR32", [](Data& d, int len) { zinsCrossCorr_NR_16s32s(d.s1.data(), d.s2.data(), len, d.d32.data(), 40); },
+         [](Data& d, int len) { plain_crosscorr_nr(d.s1.data(), d.s2.data(), len, d.d32.data(), 40); });
+    pair("CrossCorrNR16", [](Data& d, int len) { zinsCrossCorr_NR_16s(d.s1.data(), d.s2.data(), len, d.d16.data(), 40); },
+         [](Data& d, int len) { plain_crosscorr_nr16(d.s1.data(), d.s2.data(), len, d.d16.data(), 40); });
+    pair("CrossCorrNRSfs", [](Data& d, int len) { zinsCrossCorr_NR_16s_Sfs(d.s1.data(), d.s2.data(), len, d.d16.data(), 40, 15); },
+         [](Data& d, int len) { plain_crosscorr_nr16(d.s1.data(), d.s2.data(), len, d.d16.data(), 40); });
+    pair("CrossCorrNormM", [](Data& d, int len) { zinsCrossCorr_NormM_16s(d.s1.data(), d.s2.data(), len, d.d16.data()); },
+         [](Data& d, int len) { plain_normm(d.s1.data(), d.s2.data(), len, d.d16.data(), d.c64.data()); });
+    pair("CrossCorrLagMax", [](Data& d, int len) { zinsCrossCorrLagMax_16s(d.s1.data(), d.s2.data(), len, kLagMax, &d.mx, &d.lag); },
+         [](Data& d, int len) { plain_crosscorr_lagmax(d.s1.data(), d.s2.data(), len, kLagMax, &d.mx, &d.lag); });
+    pair("CrossCorrLagMax64f", [](Data& d, int len) { zinsCrossCorrLagMax_32f64f(d.f.data(), d.f.data() + 7, len, kLagMax, &d.dm, &d.lag); },
+         [](Data& d, int len) { plain_crosscorr_lagmax_64f(d.f.data(), d.f.data() + 7, len, kLagMax, &d.dm, &d.lag); });
+    pair("AutoCorrLagMaxFwd", [](Data& d, int len) { zinsAutoCorrLagMax_Fwd_16s(d.s1.data(), len, kLowLag, kLagMax, &d.mx, &d.lag); },
+         [](Data& d, int len) { plain_fwd(d.s1.data(), len, kLowLag, kLagMax, &d.mx, &d.lag); });
+    pair("AutoCorrLagMaxInv", [](Data& d, int len) { zinsAutoCorrLagMax_Inv_16s(d.s1.data() + 200, len, kLowLag, kLagMax, &d.mx, &d.lag); },
+         [](Data& d, int len) { plain_inv(d.s1.data() + 200, len, kLowLag, kLagMax, &d.mx, &d.lag); });
+    pair("AutoCorrLagMax32f", [](Data& d, int len) { zinsAutoCorrLagMax_32f(d.f.data(), len, kLowLag, kLagMax, &d.fm, &d.lag); },
+         [](Data& d, int len) { plain_fwd_32f(d.f.data(), len, kLowLag, kLagMax, &d.fm, &d.lag); });
+    pair("ConvPartial", [](Data& d, int len) { zinsConvPartial_16s32s(d.s1.data(), d.s2.data(), d.d32.data(), len); },
+         [](Data& d, int len) { plain_conv(d.s1.data(), d.s2.data(), d.d32.data(), len); });
+    pair("ConvPartialSfs", [](Data& d, int len) { zinsConvPartial_16s_Sfs(d.s1.data(), d.s2.data(), d.d16.data(), len, 12); },
+         [](Data& d, int len) { plain_conv_sfs(d.s1.data(), d.s2.data(), d.d16.data(), len, 12); });
+    pair("ConvPartialNR", [](Data& d, int len) { zinsConvPartial_NR_16s(d.q1.data(), d.q2.data(), d.d16.data(), len); },
+         [](Data& d, int len) { plain_conv_nr(d.q1.data(), d.q2.data(), d.d16.data(), len); });
+    pair("ConvPartialNRLow", [](Data& d, int len) { zinsConvPartial_NR_Low_16s(d.q1.data(), d.q2.data(), d.d16.data(), len); },
+         [](Data& d, int len) { plain_conv_nr(d.q1.data(), d.q2.data(), d.d16.data(), len); });
+    return true;
+}();
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "compare.h"
 #include "transform/fft.h"
 
 namespace {
@@ -33,19 +34,12 @@ float* fftw_vector(std::size_t n) {
     return p;
 }
 
-void set_items(benchmark::State& state, int n) { state.SetItemsProcessed(state.iterations() * n); }
-
 void BM_FftFwd_R_32f(benchmark::State& state) {
     const int order = static_cast<int>(state.range(0)), n = 1 << order;
     Engine e(order);
     float* x = fftw_vector(n);
     float* y = fftw_vector(n + 2);
-    for (auto _ : state) {
-        FftFwd_RToCCS_32f(x, y, e.desc, e.buf.data());
-        benchmark::DoNotOptimize(y);
-        benchmark::ClobberMemory();
-    }
-    set_items(state, n);
+    zb::run(state, n, [&] { FftFwd_RToCCS_32f(x, y, e.desc, e.buf.data()); });
     fftwf_free(x);
     fftwf_free(y);
 }
@@ -56,12 +50,7 @@ void BM_FFTW_r2c(benchmark::State& state) {
     float* y = fftw_vector(n + 2);
     fftwf_plan p = fftwf_plan_dft_r2c_1d(n, x, reinterpret_cast<fftwf_complex*>(y), FFTW_MEASURE);
     for (int i = 0; i < n; ++i) x[i] = static_cast<float>(i % 17) - 8.0f;  // MEASURE overwrote it
-    for (auto _ : state) {
-        fftwf_execute(p);
-        benchmark::DoNotOptimize(y);
-        benchmark::ClobberMemory();
-    }
-    set_items(state, n);
+    zb::run(state, n, [&] { fftwf_execute(p); });
     fftwf_destroy_plan(p);
     fftwf_free(x);
     fftwf_free(y);
@@ -72,12 +61,7 @@ void BM_FftInv_R_32f(benchmark::State& state) {
     Engine e(order);
     float* x = fftw_vector(n + 2);
     float* y = fftw_vector(n);
-    for (auto _ : state) {
-        FftInv_CCSToR_32f(x, y, e.desc, e.buf.data());
-        benchmark::DoNotOptimize(y);
-        benchmark::ClobberMemory();
-    }
-    set_items(state, n);
+    zb::run(state, n, [&] { FftInv_CCSToR_32f(x, y, e.desc, e.buf.data()); });
     fftwf_free(x);
     fftwf_free(y);
 }
@@ -89,12 +73,7 @@ void BM_FFTW_c2r(benchmark::State& state) {
     float* y = fftw_vector(n);
     fftwf_plan p = fftwf_plan_dft_c2r_1d(n, reinterpret_cast<fftwf_complex*>(x), y, FFTW_MEASURE);
     for (int i = 0; i < n + 2; ++i) x[i] = static_cast<float>(i % 13) - 6.0f;
-    for (auto _ : state) {
-        fftwf_execute(p);
-        benchmark::DoNotOptimize(y);
-        benchmark::ClobberMemory();
-    }
-    set_items(state, n);
+    zb::run(state, n, [&] { fftwf_execute(p); });
     fftwf_destroy_plan(p);
     fftwf_free(x);
     fftwf_free(y);

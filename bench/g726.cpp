@@ -1,13 +1,13 @@
 // G.726 throughput, encoder and decoder at the four rates: the library and
-// spandsp timed in the same benchmark on the bundled speech. The benchmark's
-// own time is the library's; the counters give both in samples per second
-// and their ratio (library speed over spandsp speed).
+// spandsp timed alternately in the same benchmark on the bundled speech. The
+// benchmark's own time is the library's; the counters give both in samples
+// per second and their ratio (library speed over spandsp speed).
 #include <benchmark/benchmark.h>
 #include <spandsp.h>
 
-#include <chrono>
 #include <vector>
 
+#include "compare.h"
 #include "zinsc.h"
 
 #include "wav.h"
@@ -22,17 +22,8 @@ const std::vector<int16_t>& speech() {
     return pcm;
 }
 
-using Clock = std::chrono::steady_clock;
-double since(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
-
 // Samples per call: a 20 ms frame, as a network would hand them over.
 constexpr int kFrame = 160;
-
-void set_counters(benchmark::State& st, double samples, double libTime, double peerTime) {
-    st.counters["lib_samples/s"] = benchmark::Counter(samples / libTime);
-    st.counters["spandsp_samples/s"] = benchmark::Counter(samples / peerTime);
-    st.counters["ratio"] = benchmark::Counter(peerTime / libTime);
-}
 
 void BM_Encode(benchmark::State& st) {
     const int r = static_cast<int>(st.range(0));
@@ -46,26 +37,18 @@ void BM_Encode(benchmark::State& st) {
     std::vector<unsigned char> mem(static_cast<std::size_t>(size));
     auto* enc = reinterpret_cast<ZinG726EncState*>(mem.data());
     g726_state_t* peer = g726_init(nullptr, kBitRates[r], G726_ENCODING_LINEAR, G726_PACKING_NONE);
-    double libTime = 0, peerTime = 0, samples = 0;
-    for (auto _ : st) {
-        zinsEncodeInit_G726_16s8u(enc, kRateCode[r]);
-        auto t = Clock::now();
-        for (int f = 0; f < frames; ++f)
-            zinsEncode_G726_16s8u(enc, x14.data() + f * kFrame, codes.data() + f * kFrame, kFrame);
-        const double lt = since(t);
-        benchmark::DoNotOptimize(codes.data());
-        g726_init(peer, kBitRates[r], G726_ENCODING_LINEAR, G726_PACKING_NONE);
-        t = Clock::now();
-        for (int f = 0; f < frames; ++f) g726_encode(peer, codes.data() + f * kFrame, pcm.data() + f * kFrame, kFrame);
-        peerTime += since(t);
-        benchmark::DoNotOptimize(codes.data());
-        libTime += lt;
-        samples += double(frames) * kFrame;
-        st.SetIterationTime(lt);
-    }
+    zb::alternate(
+        st, double(frames) * kFrame, "spandsp",
+        [&] {
+            zinsEncodeInit_G726_16s8u(enc, kRateCode[r]);
+            for (int f = 0; f < frames; ++f)
+                zinsEncode_G726_16s8u(enc, x14.data() + f * kFrame, codes.data() + f * kFrame, kFrame);
+        },
+        [&] {
+            g726_init(peer, kBitRates[r], G726_ENCODING_LINEAR, G726_PACKING_NONE);
+            for (int f = 0; f < frames; ++f) g726_encode(peer, codes.data() + f * kFrame, pcm.data() + f * kFrame, kFrame);
+        });
     g726_free(peer);
-    st.SetItemsProcessed(static_cast<int64_t>(samples));
-    set_counters(st, samples, libTime, peerTime);
 }
 
 // law: 2 linear, 1 A-law (with the synchronous coding adjustment).
@@ -87,26 +70,18 @@ void BM_Decode(benchmark::State& st) {
     auto* dec = reinterpret_cast<ZinG726DecState*>(mem.data());
     const int coding = law == zinPcmALaw ? G726_ENCODING_ALAW : G726_ENCODING_LINEAR;
     g726_state_t* peer = g726_init(nullptr, kBitRates[r], coding, G726_PACKING_NONE);
-    double libTime = 0, peerTime = 0, samples = 0;
-    for (auto _ : st) {
-        zinsDecodeInit_G726_8u16s(dec, kRateCode[r], law);
-        auto t = Clock::now();
-        for (int f = 0; f < frames; ++f)
-            zinsDecode_G726_8u16s(dec, codes.data() + f * kFrame, out.data() + f * kFrame, kFrame);
-        const double lt = since(t);
-        benchmark::DoNotOptimize(out.data());
-        g726_init(peer, kBitRates[r], coding, G726_PACKING_NONE);
-        t = Clock::now();
-        for (int f = 0; f < frames; ++f) g726_decode(peer, out.data() + f * kFrame, codes.data() + f * kFrame, kFrame);
-        peerTime += since(t);
-        benchmark::DoNotOptimize(out.data());
-        libTime += lt;
-        samples += double(frames) * kFrame;
-        st.SetIterationTime(lt);
-    }
+    zb::alternate(
+        st, double(frames) * kFrame, "spandsp",
+        [&] {
+            zinsDecodeInit_G726_8u16s(dec, kRateCode[r], law);
+            for (int f = 0; f < frames; ++f)
+                zinsDecode_G726_8u16s(dec, codes.data() + f * kFrame, out.data() + f * kFrame, kFrame);
+        },
+        [&] {
+            g726_init(peer, kBitRates[r], coding, G726_PACKING_NONE);
+            for (int f = 0; f < frames; ++f) g726_decode(peer, out.data() + f * kFrame, codes.data() + f * kFrame, kFrame);
+        });
     g726_free(peer);
-    st.SetItemsProcessed(static_cast<int64_t>(samples));
-    set_counters(st, samples, libTime, peerTime);
 }
 
 BENCHMARK(BM_Encode)->ArgName("rate_index")->DenseRange(0, 3)->UseManualTime()->Unit(benchmark::kMillisecond);

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "compare.h"
 #include "kernels/kernels.h"
 #include "zinsc.h"
 
@@ -46,133 +47,54 @@ std::vector<int16_t> noise(std::size_t n, unsigned seed = 1) {
     *scale = sh;
 }
 
-void BM_DotProd_16s32s_Sfs(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    auto a = noise(n, 1), b = noise(n, 2);
+struct Noise {
+    std::vector<int16_t> a, b, d;
     int32_t r = 0;
-    for (auto _ : st) {
-        zin::DotProd_16s32s_Sfs(a.data(), b.data(), n, &r, 3);
-        benchmark::DoNotOptimize(r);
+    explicit Noise(int n, int shift = 0) : a(noise(n, 1)), b(noise(n, 2)), d(n) {
+        for (auto& x : a) x = static_cast<int16_t>(x >> shift);
     }
-    st.SetItemsProcessed(st.iterations() * n);
-}
-void BM_DotProd_PlainLoop(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    auto a = noise(n, 1), b = noise(n, 2);
-    for (auto _ : st) benchmark::DoNotOptimize(plain_dot(a.data(), b.data(), n, 3));
-    st.SetItemsProcessed(st.iterations() * n);
-}
+};
+struct Quiet : Noise {
+    explicit Quiet(int n) : Noise(n, 5) {}
+};
+// Fills and copies count bytes as items, at odd offsets.
+struct Bytes {
+    std::vector<uint8_t> s, d;
+    explicit Bytes(int n) : s(n + 64, 7), d(n + 64) {}
+};
 
-void BM_AutoScale_16s(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    auto a = noise(n);
-    std::vector<int16_t> d(n);
-    for (auto& x : a) x = static_cast<int16_t>(x >> 5);
-    for (auto _ : st) {
-        int scale = 1;
-        zinsAutoScale_16s(a.data(), d.data(), n, &scale);
-        benchmark::DoNotOptimize(d.data());
-    }
-    st.SetItemsProcessed(st.iterations() * n);
-}
-void BM_AutoScale_PlainLoop(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    auto a = noise(n);
-    std::vector<int16_t> d(n);
-    for (auto& x : a) x = static_cast<int16_t>(x >> 5);
-    for (auto _ : st) {
-        int scale = 1;
-        plain_autoscale(a.data(), d.data(), n, &scale);
-        benchmark::DoNotOptimize(d.data());
-    }
-    st.SetItemsProcessed(st.iterations() * n);
-}
-
-void BM_Mul_NR_16s_Sfs(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    auto a = noise(n, 1), b = noise(n, 2);
-    std::vector<int16_t> d(n);
-    for (auto _ : st) {
-        zinsMul_NR_16s_Sfs(a.data(), b.data(), d.data(), n, 15);
-        benchmark::DoNotOptimize(d.data());
-    }
-    st.SetItemsProcessed(st.iterations() * n);
-}
-void BM_MulC_NR_16s_Sfs(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    auto a = noise(n, 1);
-    std::vector<int16_t> d(n);
-    for (auto _ : st) {
-        zinsMulC_NR_16s_Sfs(a.data(), 23456, d.data(), n, 15);
-        benchmark::DoNotOptimize(d.data());
-    }
-    st.SetItemsProcessed(st.iterations() * n);
-}
-void BM_Mul_NR_PlainLoop(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    auto a = noise(n, 1), b = noise(n, 2);
-    std::vector<int16_t> d(n);
-    for (auto _ : st) {
-        plain_mul_nr(a.data(), b.data(), d.data(), n, 15);
-        benchmark::DoNotOptimize(d.data());
-    }
-    st.SetItemsProcessed(st.iterations() * n);
-}
-
-// Fills and copies on both sides of their thresholds (2 MiB for fills,
-// 32 KiB for copies), in bytes per second.
-void BM_Zero_8u(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    std::vector<uint8_t> d(n + 64);
-    for (auto _ : st) {
-        zin::Zero_8u(d.data() + 1, n);
-        benchmark::ClobberMemory();
-    }
-    st.SetBytesProcessed(st.iterations() * n);
-}
-void BM_Zero_PlainLoop(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    std::vector<uint8_t> d(n + 64);
-    for (auto _ : st) {
-        uint8_t* p = d.data() + 1;
-        for (int i = 0; i < n; ++i) p[i] = 0;
-        benchmark::ClobberMemory();
-    }
-    st.SetBytesProcessed(st.iterations() * n);
-}
-void BM_Copy_8u(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    std::vector<uint8_t> s(n + 64, 7), d(n + 64);
-    for (auto _ : st) {
-        zin::Copy_8u(s.data() + 3, d.data() + 1, n);
-        benchmark::ClobberMemory();
-    }
-    st.SetBytesProcessed(st.iterations() * n);
-}
-void BM_Copy_PlainLoop(benchmark::State& st) {
-    const int n = static_cast<int>(st.range(0));
-    std::vector<uint8_t> s(n + 64, 7), d(n + 64);
-    for (auto _ : st) {
-        const uint8_t* a = s.data() + 3;
-        uint8_t* b = d.data() + 1;
-        for (int i = 0; i < n; ++i) b[i] = a[i];
-        benchmark::ClobberMemory();
-    }
-    st.SetBytesProcessed(st.iterations() * n);
-}
-
-#define SIZES ->Arg(40)->Arg(80)->Arg(160)->Arg(240)->Arg(1024)
-BENCHMARK(BM_DotProd_16s32s_Sfs) SIZES;
-BENCHMARK(BM_DotProd_PlainLoop) SIZES;
-BENCHMARK(BM_AutoScale_16s) SIZES;
-BENCHMARK(BM_AutoScale_PlainLoop) SIZES;
-BENCHMARK(BM_Mul_NR_16s_Sfs) SIZES;
-BENCHMARK(BM_MulC_NR_16s_Sfs) SIZES;
-BENCHMARK(BM_Mul_NR_PlainLoop) SIZES;
-#define BYTES ->Arg(4096)->Arg(32767)->Arg(32768)->Arg(1 << 20)->Arg(2097152)->Arg(2097153)->Arg(64 << 20)
-BENCHMARK(BM_Zero_8u) BYTES;
-BENCHMARK(BM_Zero_PlainLoop) BYTES;
-BENCHMARK(BM_Copy_8u) BYTES;
-BENCHMARK(BM_Copy_PlainLoop) BYTES;
+const bool registered = [] {
+    const auto sizes = {40, 80, 160, 240, 1024};
+    zb::pair<Noise>(
+        "DotProd_16s32s_Sfs", sizes,
+        [](Noise& d, int n) { zin::DotProd_16s32s_Sfs(d.a.data(), d.b.data(), n, &d.r, 3), benchmark::DoNotOptimize(d.r); },
+        [](Noise& d, int n) { benchmark::DoNotOptimize(plain_dot(d.a.data(), d.b.data(), n, 3)); });
+    zb::pair<Quiet>(
+        "AutoScale_16s", sizes,
+        [](Quiet& d, int n) { int scale = 1; zinsAutoScale_16s(d.a.data(), d.d.data(), n, &scale); },
+        [](Quiet& d, int n) { int scale = 1; plain_autoscale(d.a.data(), d.d.data(), n, &scale); });
+    zb::pair<Noise>(
+        "Mul_NR_16s_Sfs", sizes, [](Noise& d, int n) { zinsMul_NR_16s_Sfs(d.a.data(), d.b.data(), d.d.data(), n, 15); },
+        [](Noise& d, int n) { plain_mul_nr(d.a.data(), d.b.data(), d.d.data(), n, 15); });
+    zb::pair<Noise>(
+        "MulC_NR_16s_Sfs", sizes, [](Noise& d, int n) { zinsMulC_NR_16s_Sfs(d.a.data(), 23456, d.d.data(), n, 15); },
+        [](Noise& d, int n) { plain_mul_nr(d.a.data(), d.b.data(), d.d.data(), n, 15); });
+    // Both sides of the thresholds: 2 MiB for fills, 32 KiB for copies.
+    const auto bytes = {4096, 32767, 32768, 1 << 20, 2097152, 2097153, 64 << 20};
+    zb::pair<Bytes>(
+        "Zero_8u", bytes, [](Bytes& d, int n) { zin::Zero_8u(d.d.data() + 1, n); },
+        [](Bytes& d, int n) {
+            uint8_t* p = d.d.data() + 1;
+            for (int i = 0; i < n; ++i) p[i] = 0;
+        });
+    zb::pair<Bytes>(
+        "Copy_8u", bytes, [](Bytes& d, int n) { zin::Copy_8u(d.s.data() + 3, d.d.data() + 1, n); },
+        [](Bytes& d, int n) {
+            const uint8_t* a = d.s.data() + 3;
+            uint8_t* b = d.d.data() + 1;
+            for (int i = 0; i < n; ++i) b[i] = a[i];
+        });
+    return true;
+}();
 
 }  // namespace

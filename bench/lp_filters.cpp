@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "compare.h"
 #include "zinsc.h"
 
 namespace {
@@ -91,46 +92,30 @@ struct Data {
         : x(speechlike(static_cast<std::size_t>(len) + 256, 7)), y(x.size()), mem(10, 0), f(x.begin(), x.end()) {}
 };
 
-// One library call and its plain statement, each run over the sizes.
-#define PAIR(name, lib, plain)                                     \
-    void name##_Lib(benchmark::State& st) {                        \
-        const int len = static_cast<int>(st.range(0));             \
-        Data d(len);                                               \
-        for (auto _ : st) {                                        \
-            lib;                                                   \
-            benchmark::ClobberMemory();                            \
-        }                                                          \
-    }                                                              \
-    void name##_Plain(benchmark::State& st) {                      \
-        const int len = static_cast<int>(st.range(0));             \
-        Data d(len);                                               \
-        for (auto _ : st) {                                        \
-            plain;                                                 \
-            benchmark::ClobberMemory();                            \
-        }                                                          \
-    }                                                              \
-    BENCHMARK(name##_Lib)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240); \
-    BENCHMARK(name##_Plain)->Arg(40)->Arg(64)->Arg(80)->Arg(160)->Arg(240);
-
-PAIR(Synthesis, zinsSynthesisFilter_NR_16s_Sfs(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()),
-     plain_synthesis(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()))
-// The in-place forms filter the output of the previous run again; with a
-// stable filter that stays in range.
-PAIR(SynthesisI, zinsSynthesisFilter_NR_16s_ISfs(kLpc, d.y.data(), len, 13, d.mem.data()),
-     plain_synthesis(kLpc, d.y.data(), d.y.data(), len, 13, d.mem.data()))
-PAIR(SynthesisLowI, zinsSynthesisFilterLow_NR_16s_ISfs(kLpc, d.y.data(), len, 13, d.mem.data()),
-     plain_synthesis(kLpc, d.y.data(), d.y.data(), len, 13, d.mem.data()))
-PAIR(ZeroStateResponse, zinsSynthesisFilterZeroStateResponse_NR_16s(kLpc, d.y.data(), len, 12),
-     plain_zero_state(kLpc, d.y.data(), len, 12))
-PAIR(Residual, zinsResidualFilter_Low_16s_Sfs(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12),
-     plain_residual(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12))
-PAIR(Harmonic, zinsHarmonicFilter_16s_I(9830, 40, d.x.data() + 150, len),
-     plain_harmonic(9830, 40, d.x.data() + 150, len))
-PAIR(HarmonicNR, zinsHarmonicFilter_NR_16s(9830, 40, d.x.data() + 150, d.y.data(), len),
-     plain_harmonic_nr(9830, 40, d.x.data() + 150, d.y.data(), len))
-PAIR(Harmonic32f, zinsHarmonicFilter_32f_I(0.3f, 40, d.f.data() + 150, len),
-     plain_harmonic_32f(0.3f, 40, d.f.data() + 150, len))
-PAIR(Preemphasize, zinsPreemphasize_32f_I(0.68f, d.f.data(), len, &d.fmem),
-     plain_preemphasize(0.68f, d.f.data(), len, &d.fmem))
+// Each library call beside its plain statement, at the sub-frame sizes of the standards.
+const bool registered = [] {
+    auto pair = [](const char* name, auto lib, auto plain) { zb::pair<Data>(name, {40, 64, 80, 160, 240}, lib, plain); };
+    pair("Synthesis", [](Data& d, int len) { zinsSynthesisFilter_NR_16s_Sfs(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()); },
+         [](Data& d, int len) { plain_synthesis(kLpc, d.x.data(), d.y.data(), len, 12, d.mem.data()); });
+    // The in-place forms filter the output of the previous run again; with a
+    // stable filter that stays in range.
+    pair("SynthesisI", [](Data& d, int len) { zinsSynthesisFilter_NR_16s_ISfs(kLpc, d.y.data(), len, 13, d.mem.data()); },
+         [](Data& d, int len) { plain_synthesis(kLpc, d.y.data(), d.y.data(), len, 13, d.mem.data()); });
+    pair("SynthesisLowI", [](Data& d, int len) { zinsSynthesisFilterLow_NR_16s_ISfs(kLpc, d.y.data(), len, 13, d.mem.data()); },
+         [](Data& d, int len) { plain_synthesis(kLpc, d.y.data(), d.y.data(), len, 13, d.mem.data()); });
+    pair("ZeroStateResponse", [](Data& d, int len) { zinsSynthesisFilterZeroStateResponse_NR_16s(kLpc, d.y.data(), len, 12); },
+         [](Data& d, int len) { plain_zero_state(kLpc, d.y.data(), len, 12); });
+    pair("Residual", [](Data& d, int len) { zinsResidualFilter_Low_16s_Sfs(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12); },
+         [](Data& d, int len) { plain_residual(d.x.data() + 10, 10, kLpc, d.y.data(), len, 12); });
+    pair("Harmonic", [](Data& d, int len) { zinsHarmonicFilter_16s_I(9830, 40, d.x.data() + 150, len); },
+         [](Data& d, int len) { plain_harmonic(9830, 40, d.x.data() + 150, len); });
+    pair("HarmonicNR", [](Data& d, int len) { zinsHarmonicFilter_NR_16s(9830, 40, d.x.data() + 150, d.y.data(), len); },
+         [](Data& d, int len) { plain_harmonic_nr(9830, 40, d.x.data() + 150, d.y.data(), len); });
+    pair("Harmonic32f", [](Data& d, int len) { zinsHarmonicFilter_32f_I(0.3f, 40, d.f.data() + 150, len); },
+         [](Data& d, int len) { plain_harmonic_32f(0.3f, 40, d.f.data() + 150, len); });
+    pair("Preemphasize", [](Data& d, int len) { zinsPreemphasize_32f_I(0.68f, d.f.data(), len, &d.fmem); },
+         [](Data& d, int len) { plain_preemphasize(0.68f, d.f.data(), len, &d.fmem); });
+    return true;
+}();
 
 }  // namespace

@@ -191,10 +191,11 @@ inline Zin64s shift_ties_even(Zin64s a, int s) {
     return (a + half_less_one + ((a >> s) & 1)) >> s;
 }
 
-// Saturating left shift of a 64-bit value to the range [lo, hi].
+// Saturating left shift of a 64-bit value to the range [lo, hi] (lo < 0 < hi):
+// a * 2^n stays in range for hi >> n >= a >= -((-lo) >> n).
 inline Zin64s shift_left_saturated(Zin64s a, int n, Zin64s lo, Zin64s hi) {
     if (a > (hi >> n)) return hi;
-    if (a < (lo >> n)) return lo;
+    if (a < -((-lo) >> n)) return lo;
     return a * (Zin64s{1} << n);
 }
 

@@ -153,7 +153,16 @@ struct Gen {
     Buf<T> out(int n) { return Buf<T>(size(n), next_off(sizeof(T) < 4 ? sizeof(T) : 4)); }
     template <class T>
     Buf<T> val(T v) { return Buf<T>(std::vector<T>{v}, next_off(sizeof(T) < 4 ? sizeof(T) : 4)); }
+    // Random bytes (for the untyped fills and copies).
+    Buf<std::uint8_t> bytes(int n) {
+        std::vector<std::uint8_t> v(size(n));
+        for (auto& x : v) x = static_cast<std::uint8_t>(rng()());
+        return Buf<std::uint8_t>(v, next_off(1));
+    }
     int pick(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng()); }
+    // One of the values, at random.
+    template <class T>
+    T one_of(std::initializer_list<T> v) { return v.begin()[pick(0, static_cast<int>(v.size()) - 1)]; }
     bool extreme() const { return pat == Pattern::FullScalePositive || pat == Pattern::FullScaleNegative; }
 
 private:
@@ -185,6 +194,31 @@ template <class A, class V, class W>
 Check<A> set(ZinStatus st, V A::*m, W v, std::string what = "") {
     if (what.empty()) what = "value " + std::to_string(v);
     return {st, std::move(what), [m, v](A& a) { a.*m = static_cast<V>(v); }};
+}
+
+// The usual first checks: each pointer null, in order, then the length at 0
+// and below. `checks + check` appends one more.
+template <class A, class... M>
+std::vector<Check<A>> nulls_then_len(int A::*len, M A::*... m) {
+    return {null(m)..., set(zinStsSizeErr, len, 0, "len 0"), set(zinStsSizeErr, len, -1, "len -1")};
+}
+template <class A>
+std::vector<Check<A>> operator+(std::vector<Check<A>> c, Check<A> more) {
+    c.push_back(std::move(more));
+    return c;
+}
+
+// Plain statements made of one step per element i < len, or of one step.
+template <class F>
+auto each(F f) {
+    return [f](auto& a) {
+        for (int i = 0; i < a.len; ++i) f(a, i);
+        return zinStsNoErr;
+    };
+}
+template <class F>
+auto once(F f) {
+    return [f](auto& a) { return f(a), zinStsNoErr; };
 }
 
 template <class A>

@@ -7,7 +7,6 @@
 #include <cmath>
 
 #include "check.h"
-#include "kernels/fixed_point.h"
 
 namespace {
 
@@ -17,7 +16,6 @@ using zt::Gen;
 using zt::sat16;
 using zt::sat32;
 constexpr auto wrap = zt::wrap32;
-namespace fx = zin::fx;
 
 // Exact sum over i < n of a[i] * b[i + k].
 int64_t corr(const int16_t* a, const int16_t* b, int n, int k) {
@@ -137,7 +135,8 @@ struct Cross {
 Cross make_cross(Gen& g, bool lagged, bool small_b = false) {
     const int lags = lagged ? by_off(g, {1, 4, 5, 40}) : 0;
     const int out = lagged ? lags : g.len;
-    return {g.in16(g.len), small_b ? g.in16(g.len + lags, -3000, 3000) : g.in16(g.len + lags), g.len, lags,
+    const int blen = g.len + std::max(lags - 1, 0);  // exactly what the lags read
+    return {g.in16(g.len), small_b ? g.in16(blen, -3000, 3000) : g.in16(blen), g.len, lags,
             by_off(g, {-40, -3, 0, 1, 7, 31, 40, 12}), g.out<int32_t>(out), g.out<int16_t>(out)};
 }
 
@@ -313,13 +312,13 @@ TEST(LagSearch, FloatForms) {
             double best = -DBL_MAX;
             for (int l = 0; l <= hi; ++l) {
                 c[l] = 0;
-                for (int i = 0; i < len; ++i) c[l] += double{s[i]} * s[i + l];
+                for (int i = 0; i < len; ++i) c[l] += double{s[i + 2]} * s[i + 2 + l];
                 best = std::max(best, c[l]);
             }
             const double tol = 1e-5 * (std::abs(best) + 1e6) * len;
             float fm = 0;
             int lag = -1;
-            ASSERT_EQ(zinsAutoCorrLagMax_32f(s, len, 0, hi, &fm, &lag), zinStsNoErr);
+            ASSERT_EQ(zinsAutoCorrLagMax_32f(s + 2, len, 0, hi, &fm, &lag), zinStsNoErr);  // to the buffer's end
             ASSERT_NEAR(fm, best, tol);
             ASSERT_NEAR(c[lag], best, 2 * tol);
             double dm = -1;
@@ -361,11 +360,12 @@ int64_t conv(const int16_t* a, const int16_t* b, int n) {
     return s;
 }
 
-// The Q15 convolution of the references: L_mac term by term, then round.
+// The Q15 convolution of the references: L_mac term by term, saturating at
+// every step (L_mult of -32768 by -32768 gives 2^31 - 1), then round.
 int16_t conv_operators(const int16_t* a, const int16_t* b, int n) {
     int32_t acc = 0;
-    for (int k = 0; k <= n; ++k) acc = fx::mac32(acc, a[k], b[n - k]);
-    return fx::round16(acc);
+    for (int k = 0; k <= n; ++k) acc = sat32(int64_t{acc} + sat32(2 * int64_t{a[k]} * b[n - k]));
+    return static_cast<int16_t>(sat32(int64_t{acc} + 0x8000) >> 16);
 }
 
 struct Conv {

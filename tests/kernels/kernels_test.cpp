@@ -1,233 +1,204 @@
-// The private kernels against plain scalar statements, over many lengths and
-// every misalignment, with the statuses in their order.
+// The private kernels, each described once for the checking harness: its
+// plain statement, its arguments and its checks in order.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
+#include "check.h"
 #include "kernels/fixed_point.h"
 #include "kernels/kernels.h"
-#include "test_util.h"
 
 namespace {
 
-using zt::Misaligned;
-
+using zt::Buf;
+using zt::by_off;
+using zt::each;
+using zt::once;
+using zt::Gen;
 using zt::sat16;
-using zt::sat32;
 
-// The _Sfs rule written from its definition, with long double division.
-int64_t sfs_reference(int64_t a, int s, int64_t lo, int64_t hi) {
-    s = std::clamp(s, -31, 31);
-    if (s >= 0) {
-        const long double q = static_cast<long double>(a) / std::ldexp(1.0L, s);
-        const long double r = std::nearbyint(q);  // default mode: ties to even
-        return std::clamp<int64_t>(static_cast<int64_t>(r), lo, hi);
+// The _Sfs rule from its definition: factor clamped to -31..31, long double
+// scaling rounded with ties to even, saturated to [lo, hi].
+int64_t sfs(int64_t a, int s, int64_t lo, int64_t hi) {
+    const long double v = std::nearbyint(std::ldexp(static_cast<long double>(a), -std::clamp(s, -31, 31)));
+    return v > hi ? hi : (v < lo ? lo : static_cast<int64_t>(v));
+}
+
+// ---- element-wise operations and reductions -------------------------------------
+
+struct K {
+    Buf<int16_t> a, b, d;
+    Buf<int32_t> w, dw;
+    int len, count, sf;
+    Buf<int16_t> r16;
+    Buf<int32_t> r32;
+    Buf<int> idx;
+    auto bufs() { return std::tie(a, b, d, w, dw, r16, r32, idx); }
+};
+
+K make(Gen& g) {
+    K k{g.in16(g.len), g.in16(g.len, -32768, 32767), g.out<int16_t>(g.len),
+        g.pat == zt::Pattern::Small ? g.in32(g.len, -2, 2) : g.in32(g.len), g.out<int32_t>(g.len), g.len,
+        by_off(g, {0, 1, 7, 15, 16, 20, 31, 40}), by_off(g, {-31, -3, 0, 1, 16, 31, 32, 40}), g.out<int16_t>(1),
+        g.out<int32_t>(1), g.out<int>(1)};
+    if (g.off == 5) k.idx.null();  // a null index makes MaxIndx_32s a Max_32s
+    return k;
+}
+
+using E = zt::Export<K>;
+template <class T>
+int64_t total(const Buf<T>& v, int n, const Buf<int16_t>* by = nullptr) {
+    int64_t s = 0;
+    for (int i = 0; i < n; ++i) s += int64_t{v[i]} * (by ? (*by)[i] : 1);
+    return s;
+}
+
+TEST(Kernels, ElementWise) {
+    const auto two = zt::nulls_then_len(&K::len, &K::a, &K::b, &K::d), one = zt::nulls_then_len(&K::len, &K::a, &K::d);
+    const auto shift = zt::set(zinStsShiftErr, &K::count, -1);
+    zt::check(E{"Add_16s", make, [](K& k) { return zin::Add_16s(k.a, k.b, k.d, k.len); },
+                each([](K& k, int i) { k.d[i] = sat16(k.a[i] + k.b[i]); }), two});
+    // The second vector is the minuend.
+    zt::check(E{"Sub_16s", make, [](K& k) { return zin::Sub_16s(k.a, k.b, k.d, k.len); },
+                each([](K& k, int i) { k.d[i] = sat16(k.b[i] - k.a[i]); }), two});
+    zt::check(E{"Abs_16s", make, [](K& k) { return zin::Abs_16s(k.a, k.d, k.len); },
+                each([](K& k, int i) { k.d[i] = sat16(std::abs(int{k.a[i]})); }), one});
+    zt::check(E{"LShiftC_16s", make, [](K& k) { return zin::LShiftC_16s(k.a, k.count, k.d, k.len); },
+                each([](K& k, int i) { k.d[i] = static_cast<int16_t>(k.count >= 16 ? 0 : k.a[i] * (1 << k.count)); }),
+                one + shift});
+    zt::check(E{"RShiftC_16s", make, [](K& k) { return zin::RShiftC_16s(k.a, k.count, k.d, k.len); },
+                each([](K& k, int i) { k.d[i] = static_cast<int16_t>(k.a[i] >> std::min(k.count, 15)); }), one + shift});
+    zt::check(E{"RShiftC_32s", make, [](K& k) { return zin::RShiftC_32s(k.w, k.count, k.dw, k.len); },
+                each([](K& k, int i) { k.dw[i] = k.w[i] >> std::min(k.count, 31); }),
+                zt::nulls_then_len(&K::len, &K::w, &K::dw) + shift});
+}
+
+TEST(Kernels, Reductions) {
+    const auto a16 = zt::nulls_then_len(&K::len, &K::a, &K::r16), w32 = zt::nulls_then_len(&K::len, &K::w, &K::r32);
+    auto max16 = [](K& k, auto less) { return *std::max_element(k.a.p(), k.a.p() + k.len, less); };
+    zt::check(E{"Max_16s", make, [](K& k) { return zin::Max_16s(k.a, k.len, k.r16); },
+                once([&](K& k) { k.r16[0] = max16(k, std::less<int>()); }), a16});
+    zt::check(E{"Min_16s", make, [](K& k) { return zin::Min_16s(k.a, k.len, k.r16); },
+                once([&](K& k) { k.r16[0] = max16(k, std::greater<int>()); }), a16});
+    zt::check(E{"MaxAbs_16s", make, [](K& k) { return zin::MaxAbs_16s(k.a, k.len, k.r16); },
+                once([&](K& k) { k.r16[0] = sat16(std::abs(max16(k, [](int x, int y) { return std::abs(x) < std::abs(y); }))); }),
+                a16});
+    zt::check(E{"Sum_16s32s_Sfs", make, [](K& k) { return zin::Sum_16s32s_Sfs(k.a, k.len, k.r32, k.sf); },
+                once([](K& k) { k.r32[0] = static_cast<int32_t>(sfs(total(k.a, k.len), k.sf, INT32_MIN, INT32_MAX)); }),
+                zt::nulls_then_len(&K::len, &K::a, &K::r32)});
+    zt::check(E{"Sum_16s_Sfs", make, [](K& k) { return zin::Sum_16s_Sfs(k.a, k.len, k.r16, k.sf); },
+                once([](K& k) { k.r16[0] = static_cast<int16_t>(sfs(total(k.a, k.len), k.sf, -32768, 32767)); }), a16});
+    zt::check(E{"Sum_32s", make, [](K& k) { return zin::Sum_32s(k.w, k.len, k.r32, k.sf); },
+                once([](K& k) { k.r32[0] = static_cast<int32_t>(sfs(total(k.w, k.len), k.sf, INT32_MIN, INT32_MAX)); }), w32});
+    // The sum of products is exact in 64 bits before the one scaling.
+    zt::check(E{"DotProd_16s32s_Sfs", make, [](K& k) { return zin::DotProd_16s32s_Sfs(k.a, k.b, k.len, k.r32, k.sf); },
+                once([](K& k) { k.r32[0] = static_cast<int32_t>(sfs(total(k.a, k.len, &k.b), k.sf, INT32_MIN, INT32_MAX)); }),
+                zt::nulls_then_len(&K::len, &K::a, &K::b, &K::r32)});
+    zt::check(E{"Max_32s", make, [](K& k) { return zin::Max_32s(k.w, k.len, k.r32); },
+                once([](K& k) { k.r32[0] = *std::max_element(k.w.p(), k.w.p() + k.len); }), w32});
+    // The index of the first occurrence of the largest.
+    zt::check(E{"MaxIndx_32s", make, [](K& k) { return zin::MaxIndx_32s(k.w, k.len, k.r32, k.idx); },
+                once([](K& k) {
+                    const int32_t* m = std::max_element(k.w.p(), k.w.p() + k.len);
+                    k.r32[0] = *m;
+                    if (k.idx.p()) k.idx[0] = static_cast<int>(m - k.w.p());
+                }),
+                w32});
+    zt::check(E{"MaxAbs_32s", make, [](K& k) { return zin::MaxAbs_32s(k.w, k.len, k.r32); },
+                once([](K& k) {
+                    int64_t m = 0;
+                    for (int i = 0; i < k.len; ++i) m = std::max<int64_t>(m, std::llabs(k.w[i]));
+                    k.r32[0] = zt::sat32(m);
+                }),
+                w32});
+}
+
+// ---- fills, copies and moves -------------------------------------------------
+
+// Untyped: len elements of `elem` bytes, at any byte misalignment.
+struct Mem {
+    Buf<uint8_t> s, d;
+    int len;
+    auto bufs() { return std::tie(s, d); }
+};
+
+TEST(Kernels, FillsAndCopies) {
+    using F = std::function<ZinStatus(Mem&)>;
+    auto zero = [](int e) -> F { return [e](Mem& m) { return std::memset(m.d, 0, m.len * e), zinStsNoErr; }; };
+    auto copy = [](int e) -> F { return [e](Mem& m) { return std::memcpy(m.d, m.s, m.len * e), zinStsNoErr; }; };
+    auto set = [](auto v) -> F {
+        return [v](Mem& m) {
+            for (int i = 0; i < m.len; ++i) std::memcpy(m.d.p() + i * sizeof(v), &v, sizeof(v));
+            return zinStsNoErr;
+        };
+    };
+    // Those marked also run across the copy threshold (32768 bytes) and the fill one (2097152 bytes).
+    auto run = [](const char* name, int elem, F call, F plain, bool large = false) {
+        const bool src = name[0] == 'C';
+        zt::Export<Mem> e{name, [=](Gen& g) { return Mem{src ? g.bytes(g.len * elem) : Buf<uint8_t>(), g.out<uint8_t>(g.len * elem), g.len}; },
+                          call, plain, src ? zt::nulls_then_len(&Mem::len, &Mem::s, &Mem::d) : zt::nulls_then_len(&Mem::len, &Mem::d)};
+        zt::check(e, {zt::test_lengths(), {0, 1, 2, 3, 4, 5, 6, 7}, {zt::Pattern::Random}});
+        zt::Sweep big{{}, {0, 1, 13}, {zt::Pattern::Random}};
+        for (int bytes : {32767, 32768, 32769, 2097152, 2097153, 9 * 1048576 + 3}) big.lengths.push_back(bytes / elem + 1);
+        if (large) zt::check_results(e, big);
+    };
+    run("Zero_8u", 1, [](Mem& m) { return zin::Zero_8u(m.d, m.len); }, zero(1), true);
+    run("Zero_16s", 2, [](Mem& m) { return zin::Zero_16s(m.d.as<int16_t>(), m.len); }, zero(2));
+    run("Zero_32s", 4, [](Mem& m) { return zin::Zero_32s(m.d, m.len); }, zero(4));
+    run("Zero_64s", 8, [](Mem& m) { return zin::Zero_64s(m.d, m.len); }, zero(8));
+    run("Zero_128", 16, [](Mem& m) { return zin::Zero_128(m.d, m.len); }, zero(16));
+    run("Set_16s", 2, [](Mem& m) { return zin::Set_16s(-3, m.d.as<int16_t>(), m.len); }, set(int16_t{-3}));
+    run("Set_32s", 4, [](Mem& m) { return zin::Set_32s(0x12345678, m.d.as<int32_t>(), m.len); }, set(0x12345678), true);
+    run("Set_32f", 4, [](Mem& m) { return zin::Set_32f(-1.5f, m.d.as<float>(), m.len); }, set(-1.5f));
+    run("Set_64f", 8, [](Mem& m) { return zin::Set_64f(0.1, m.d.as<double>(), m.len); }, set(0.1), true);
+    run("Copy_8u", 1, [](Mem& m) { return zin::Copy_8u(m.s, m.d, m.len); }, copy(1), true);
+    run("Copy_16s", 2, [](Mem& m) { return zin::Copy_16s(m.s.as<int16_t>(), m.d.as<int16_t>(), m.len); }, copy(2));
+    run("Copy_32s", 4, [](Mem& m) { return zin::Copy_32s(m.s, m.d, m.len); }, copy(4));
+    run("Copy_64s", 8, [](Mem& m) { return zin::Copy_64s(m.s, m.d, m.len); }, copy(8));
+}
+
+// Overlapping moves both ways: the destination `shift` 16-bit words from the source.
+struct Mv {
+    Buf<int16_t> b;
+    int len, shift;
+    auto bufs() { return std::tie(b); }
+};
+
+TEST(Kernels, MovesOverlapBothWays) {
+    for (int e : {2, 4}) {
+        zt::check(zt::Export<Mv>{e == 2 ? "Move_16s" : "Move_32s",
+                                 [e](Gen& g) { return Mv{g.in16(g.len * e / 2 + 64), g.len, by_off(g, {-17, -1, 1, 17, 0, -32, 32, 5})}; },
+                                 [e](Mv& m) {
+                                     return e == 2 ? zin::Move_16s(m.b.at(32), m.b.at(32 + m.shift), m.len)
+                                                   : zin::Move_32s(m.b.at(32), m.b.at(32 + m.shift), m.len);
+                                 },
+                                 [e](Mv& m) { return std::memmove(m.b.at(32 + m.shift), m.b.at(32), m.len * e), zinStsNoErr; },
+                                 zt::nulls_then_len(&Mv::len, &Mv::b)},
+                  {{1, 3, 8, 15, 16, 17, 100, 16383, 16384, 20000, 40000}, {0, 1, 3}, {zt::Pattern::Random}});
     }
-    const long double v = static_cast<long double>(a) * std::ldexp(1.0L, -s);
-    if (v > hi) return hi;
-    if (v < lo) return lo;
-    return static_cast<int64_t>(v);
 }
 
-TEST(Kernels, StatusOrderNullThenSize) {
-    int16_t x[4] = {};
-    int16_t r = 0;
-    EXPECT_EQ(zin::Add_16s(nullptr, x, x, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zin::Add_16s(x, x, x, 0), zinStsSizeErr);
-    EXPECT_EQ(zin::Max_16s(x, -3, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zin::Max_16s(x, -3, &r), zinStsSizeErr);
-    EXPECT_EQ(zin::LShiftC_16s(x, -1, x, 0), zinStsSizeErr);
-    EXPECT_EQ(zin::LShiftC_16s(x, -1, x, 4), zinStsShiftErr);
-    EXPECT_EQ(zin::RShiftC_32s(nullptr, -1, nullptr, 4), zinStsNullPtrErr);
-    EXPECT_EQ(zin::Zero_16s(nullptr, 4), zinStsNullPtrErr);
-    EXPECT_EQ(zin::Set_32s(1, reinterpret_cast<int32_t*>(x), 0), zinStsSizeErr);
-    EXPECT_EQ(zin::Copy_16s(x, nullptr, 1), zinStsNullPtrErr);
-}
+// ---- scalar tools ----------------------------------------------------------------
 
-TEST(Kernels, ElementwiseFillsAndCopiesMatchScalarAtEveryLengthAndOffset) {
-    for (int len : zt::test_lengths()) {
-        for (int off = 0; off < 8; ++off) {
-            for (auto p : zt::kPatterns) {
-                const auto a = zt::pattern16(p, len), b = zt::random16(len);
-                Misaligned<int16_t> A(len, off), B(len, (off * 3) % 8), D(len, (off + 5) % 8);
-                A.assign(a);
-                B.assign(b);
-                ASSERT_EQ(zin::Add_16s(A.data(), B.data(), D.data(), len), zinStsNoErr);
-                for (int i = 0; i < len; ++i) ASSERT_EQ(D.data()[i], sat16(a[i] + b[i]));
-                ASSERT_EQ(zin::Sub_16s(A.data(), B.data(), D.data(), len), zinStsNoErr);
-                for (int i = 0; i < len; ++i) ASSERT_EQ(D.data()[i], sat16(b[i] - a[i])) << "minuend is src2";
-                ASSERT_EQ(zin::Abs_16s(A.data(), D.data(), len), zinStsNoErr);
-                for (int i = 0; i < len; ++i) ASSERT_EQ(D.data()[i], sat16(std::abs(int{a[i]})));
-                ASSERT_EQ(zin::Copy_16s(A.data(), D.data(), len), zinStsNoErr);
-                ASSERT_EQ(D.vec(), a);
-                ASSERT_EQ(zin::Set_16s(-3, D.data(), len), zinStsNoErr);
-                ASSERT_EQ(D.vec(), std::vector<int16_t>(len, -3));
-                ASSERT_EQ(zin::Zero_16s(D.data(), len), zinStsNoErr);
-                ASSERT_EQ(D.vec(), std::vector<int16_t>(len, 0));
-                for (int count : {1, 7, 15, 16, 20}) {
-                    ASSERT_EQ(zin::LShiftC_16s(A.data(), count, D.data(), len), zinStsNoErr);
-                    for (int i = 0; i < len; ++i)
-                        ASSERT_EQ(D.data()[i], count >= 16 ? 0 : static_cast<int16_t>(a[i] * (1 << count)));
-                    ASSERT_EQ(zin::RShiftC_16s(A.data(), count, D.data(), len), zinStsNoErr);
-                    for (int i = 0; i < len; ++i) ASSERT_EQ(D.data()[i], a[i] >> std::min(count, 15));
-                }
-                ASSERT_TRUE(D.guards_intact());
-            }
+TEST(Kernels, NormsAndScaleRules) {
+    for (int x = -32768; x <= 32767; ++x) ASSERT_EQ(zin::Norm_16s(static_cast<int16_t>(x)), zin::fx::norm16(static_cast<int16_t>(x))) << x;
+    // Every magnitude, both signs.
+    for (int sh = 0; sh < 32; ++sh)
+        for (int i = 0; i < 2000; ++i) {
+            const auto x = static_cast<int32_t>(zt::rng()() >> sh);
+            ASSERT_EQ(zin::Norm_32s(x), zin::fx::norm32(x)) << x;
+            ASSERT_EQ(zin::Norm_32s(~x), zin::fx::norm32(~x)) << ~x;
         }
+    const std::pair<int64_t, int> cases[] = {{3, 1}, {5, 1}, {-3, 1}, {-5, 1}, {1, -31}, {1, -30}, {-1, -31}, {-1, -40},
+                                             {int64_t{1} << 40, 0}, {-70000, 0}, {3, -14}, {(int64_t{3} << 40) + 1, 40}, {int64_t{3} << 40, 32}};
+    for (auto [a, s] : cases) {
+        EXPECT_EQ(zin::ScaleSfs_64s32s(a, s), sfs(a, s, INT32_MIN, INT32_MAX)) << a << " " << s;
+        EXPECT_EQ(zin::ScaleSfs_64s16s(a, s), sfs(a, s, -32768, 32767)) << a << " " << s;
     }
-}
-
-TEST(Kernels, ReductionsMatchScalar) {
-    for (int len : zt::test_lengths()) {
-        for (int off = 0; off < 8; ++off) {
-            for (auto p : zt::kPatterns) {
-                const auto a = zt::pattern16(p, len);
-                Misaligned<int16_t> A(len, off);
-                A.assign(a);
-                int16_t r = 0;
-                zin::Max_16s(A.data(), len, &r);
-                ASSERT_EQ(r, *std::max_element(a.begin(), a.end()));
-                zin::Min_16s(A.data(), len, &r);
-                ASSERT_EQ(r, *std::min_element(a.begin(), a.end()));
-                zin::MaxAbs_16s(A.data(), len, &r);
-                int m = 0;
-                for (auto x : a) m = std::max(m, std::min(32767, std::abs(int{x})));
-                ASSERT_EQ(r, m);
-
-                int64_t s = 0;
-                for (auto x : a) s += x;
-                for (int sf : {-3, 0, 1, 2, 5, 16}) {
-                    int32_t r32 = 0;
-                    zin::Sum_16s32s_Sfs(A.data(), len, &r32, sf);
-                    long double q = std::nearbyint(std::ldexp(static_cast<long double>(s), -sf));
-                    ASSERT_EQ(r32, sat32(static_cast<int64_t>(q))) << len << " " << sf;
-                    zin::Sum_16s_Sfs(A.data(), len, &r, sf);
-                    ASSERT_EQ(r, sat16(static_cast<int64_t>(q)));
-                }
-            }
-            const auto w = zt::random32(len);
-            Misaligned<int32_t> W(len, off % 4);
-            W.assign(w);
-            int32_t r = 0;
-            int idx = -1;
-            zin::MaxIndx_32s(W.data(), len, &r, &idx);
-            const auto it = std::max_element(w.begin(), w.end());
-            ASSERT_EQ(r, *it);
-            ASSERT_EQ(idx, it - w.begin()) << "index of the first occurrence";
-            zin::MaxAbs_32s(W.data(), len, &r);
-            int64_t m = 0;
-            for (auto x : w) m = std::max<int64_t>(m, std::min<int64_t>(INT32_MAX, std::llabs(x)));
-            ASSERT_EQ(r, m);
-        }
-    }
-}
-
-TEST(Kernels, MaxIndxFindsFirstOfEqualMaxima) {
-    int32_t v[9] = {1, 9, 3, 9, 9, 2, 9, 0, 9};
-    int32_t r = 0;
-    int idx = -1;
-    ASSERT_EQ(zin::MaxIndx_32s(v, 9, &r, &idx), zinStsNoErr);
-    EXPECT_EQ(idx, 1);
-    EXPECT_EQ(zin::MaxIndx_32s(v, 9, &r, nullptr), zinStsNoErr) << "a null index makes it Max_32s";
-    int32_t mins[5] = {INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN};
-    zin::MaxAbs_32s(mins, 5, &r);
-    EXPECT_EQ(r, INT32_MAX);
-}
-
-TEST(Kernels, DotProductIsExactIn64BitsThenSfs) {
-    for (int len : zt::test_lengths()) {
-        for (int off = 0; off < 8; off += 3) {
-            for (auto p : zt::kPatterns) {
-                const auto a = zt::pattern16(p, len);
-                const auto b = p == zt::Pattern::Random ? zt::random16(len) : a;
-                Misaligned<int16_t> A(len, off), B(len, (off + 1) % 8);
-                A.assign(a);
-                B.assign(b);
-                int64_t exact = 0;
-                for (int i = 0; i < len; ++i) exact += int64_t{a[i]} * b[i];
-                for (int sf : {-31, -2, 0, 1, 2, 15, 31, 40}) {
-                    int32_t r = 0;
-                    ASSERT_EQ(zin::DotProd_16s32s_Sfs(A.data(), B.data(), len, &r, sf), zinStsNoErr);
-                    ASSERT_EQ(r, sfs_reference(exact, sf, INT32_MIN, INT32_MAX)) << len << " sf " << sf;
-                }
-            }
-        }
-    }
-}
-
-TEST(Kernels, SfsRuleTiesToEvenAndNrHalfUp) {
-    EXPECT_EQ(zin::ScaleSfs_64s32s(3, 1), 2);
-    EXPECT_EQ(zin::ScaleSfs_64s32s(5, 1), 2);
-    EXPECT_EQ(zin::ScaleSfs_64s32s(-3, 1), -2);
-    EXPECT_EQ(zin::ScaleSfs_64s32s(-5, 1), -2);
-    EXPECT_EQ(zin::ShiftNR(3, 1), 2);
-    EXPECT_EQ(zin::ShiftNR(5, 1), 3);
-    EXPECT_EQ(zin::ScaleSfs_64s32s(1, -31), INT32_MAX);
-    EXPECT_EQ(zin::ScaleSfs_64s32s(1, -30), 1 << 30);
-    EXPECT_EQ(zin::ScaleSfs_64s32s(-1, -31), INT32_MIN);
-    EXPECT_EQ(zin::ScaleSfs_64s32s(int64_t{1} << 40, 0), INT32_MAX);
-    EXPECT_EQ(zin::ScaleSfs_64s16s(-70000, 0), -32768);
-    EXPECT_EQ(zin::ScaleSfs_64s16s(3, -14), 32767);
-}
-
-TEST(Kernels, LargeFillsAndStreamingCopiesGiveThePlainResult) {
-    // Both sides of the fill threshold (2097152 bytes) and of the copy
-    // threshold (32768 bytes), at odd offsets.
-    for (int bytes : {32767, 32768, 32769, 2097152, 2097153, 9 * 1048576 + 3}) {
-        for (int off : {0, 1, 13}) {
-            Misaligned<uint8_t> D(bytes, off, 0x11);
-            ASSERT_EQ(zin::Zero_8u(D.data(), bytes), zinStsNoErr);
-            ASSERT_TRUE(std::all_of(D.data(), D.data() + bytes, [](uint8_t b) { return b == 0; }));
-            Misaligned<uint8_t> S(bytes, (off + 7) % 16);
-            for (int i = 0; i < bytes; ++i) S.data()[i] = static_cast<uint8_t>(i * 7 + 1);
-            ASSERT_EQ(zin::Copy_8u(S.data(), D.data(), bytes), zinStsNoErr);
-            ASSERT_EQ(std::memcmp(S.data(), D.data(), bytes), 0);
-            ASSERT_TRUE(D.guards_intact());
-        }
-        const int n = bytes / 4;
-        for (int off : {0, 1, 3}) {
-            Misaligned<int32_t> D(n, off);
-            ASSERT_EQ(zin::Set_32s(0x12345678, D.data(), n), zinStsNoErr);
-            ASSERT_TRUE(std::all_of(D.data(), D.data() + n, [](int32_t v) { return v == 0x12345678; }));
-            ASSERT_TRUE(D.guards_intact());
-            Misaligned<double> F(n / 2, off);
-            ASSERT_EQ(zin::Set_64f(-1.5, F.data(), n / 2), zinStsNoErr);
-            ASSERT_TRUE(std::all_of(F.data(), F.data() + n / 2, [](double v) { return v == -1.5; }));
-        }
-    }
-    // A Set on a destination that is not aligned to its element takes the
-    // plain path at any size.
-    std::vector<unsigned char> raw(4 * 600000 + 8);
-    auto* odd = reinterpret_cast<int32_t*>(raw.data() + 1);
-    ASSERT_EQ(zin::Set_32s(-7, odd, 600000), zinStsNoErr);
-    int32_t last = 0;
-    std::memcpy(&last, raw.data() + 1 + 4 * 599999, 4);
-    EXPECT_EQ(last, -7);
-}
-
-TEST(Kernels, MoveHandlesOverlapBothWays) {
-    for (int n : {5, 100, 20000, 40000}) {
-        std::vector<int16_t> buf(n + 64);
-        for (int shift : {-17, -1, 1, 17}) {
-            for (int i = 0; i < n + 64; ++i) buf[i] = static_cast<int16_t>(i);
-            std::vector<int16_t> want = buf;
-            std::memmove(want.data() + 32 + shift, want.data() + 32, n * 2);
-            ASSERT_EQ(zin::Move_16s(buf.data() + 32, buf.data() + 32 + shift, n), zinStsNoErr);
-            ASSERT_EQ(buf, want) << n << " " << shift;
-        }
-    }
-}
-
-TEST(Kernels, NormMatchesTheBasicOperators) {
-    for (int32_t x : {1, 2, 3, 255, 256, 0x3FFFFFFF, 0x40000000, INT32_MAX, -1, -2, INT32_MIN, 0}) {
-        EXPECT_EQ(zin::Norm_32s(x), zin::fx::norm32(x)) << x;
-    }
-    for (int i = 0; i < 100000; ++i) {
-        const int32_t x = zt::random32(1)[0];
-        ASSERT_EQ(zin::Norm_32s(x), zin::fx::norm32(x)) << x;
-    }
-    for (int x = -32768; x <= 32767; ++x) ASSERT_EQ(zin::Norm_16s(static_cast<int16_t>(x)), zin::fx::norm16(x)) << x;
+    EXPECT_EQ(zin::ShiftNR(5, 1), 3) << "_NR rounds half up";
+    EXPECT_EQ(zin::ShiftNR(-5, 1), -2);
 }
 
 }  // namespace

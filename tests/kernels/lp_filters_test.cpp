@@ -1,247 +1,179 @@
-// The LP filter exports through the public entries: check orders, the
-// synthesis filter's saturation and overflow report against a statement built
-// from the basic operators header, and every other filter against its plain
-// scalar statement over many lengths, lags, orders and misaligned pointers.
+// The LP filter exports, each described once for the checking harness: its
+// plain statement, its arguments and its checks in order. The history a
+// filter reads before its signal pointer is part of the signal's buffer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
-#include <vector>
 
+#include "check.h"
 #include "kernels/fixed_point.h"
-#include "test_util.h"
-#include "zinsc.h"
 
 namespace {
 
-using zt::Misaligned;
-using zt::Pattern;
+using zt::Buf;
+using zt::Gen;
 namespace fx = zin::fx;
 
-constexpr auto lengths = zt::short_lengths;
+const zt::Sweep kSweep = zt::quadratic_sweep();
 
-// ---- synthesis filter: an independent statement ----------------------------
-// acc = a0*x[n] + 2^(s-1) - sum a[k]*y[n-k], all wrapping in 32 bits (the
-// wrap_* operators); y[n] = acc >> s, saturated with a report when `sat`.
-struct SynthRef {
-    std::vector<int16_t> y;
-    bool overflow = false;
+struct Lp {
+    Buf<int16_t> a, x, y, mem;  // coefficients, input (history first), output, memory
+    int len = 0, s = 0, order = 0, lag = 0, before = 0;
+    int16_t val = 0;
+    auto bufs() { return std::tie(a, x, y, mem); }
+};
+using E = zt::Export<Lp>;
+
+// A stable-ish predictor in Q12 with a moderate input, or random coefficients
+// that drive the filter to its limits; a memory of ten outputs or none.
+Lp make_synth(Gen& g) {
+    const bool wild = g.pick(0, 1);
+    std::vector<int16_t> c = zt::random16(11, wild ? -32768 : -1200, wild ? 32767 : 1200);
+    if (!wild) c[0] = 4096, c[1] = static_cast<int16_t>(-4096 + c[1] / 4);
+    Lp l{Buf<int16_t>(c, g.next_off(2)), g.in16(g.len), g.out<int16_t>(g.len), g.in16(10, -32768, 32767), g.len, g.pick(12, 13)};
+    if (!wild && g.pat == zt::Pattern::Random)
+        for (int i = 0; i < l.len; ++i) l.x[i] = static_cast<int16_t>(l.x[i] / 8);
+    if (g.pick(0, 3) == 0) l.mem.null();
+    return l;
+}
+
+// acc = a[0]*x[n] + 2^(s-1) - sum a[k]*y[n-k], wrapping in 32 bits; y[n] is
+// acc >> s, saturated with a report when `sat`, else its low 16 bits. The
+// history is the memory, or zeros.
+ZinStatus synth(const Lp& l, const int16_t* x, int16_t* y, bool sat) {
+    std::vector<int16_t> h(10 + l.len, 0);
+    if (l.mem.p()) std::copy(l.mem.p(), l.mem.p() + 10, h.begin());
+    bool over = false;
+    for (int n = 0; n < l.len; ++n) {
+        int32_t acc = fx::wrap_add32(fx::wrap_mul32(l.a[0], x[n]), int32_t{1} << (l.s - 1));
+        for (int k = 1; k <= 10; ++k) acc = fx::wrap_sub32(acc, fx::wrap_mul32(l.a[k], h[10 + n - k]));
+        h[10 + n] = sat ? fx::sat16(acc >> l.s, over) : fx::wrap16(acc >> l.s);
+    }
+    std::copy(h.begin() + 10, h.end(), y);
+    return over ? zinStsOverflow : zinStsNoErr;
+}
+
+// After the pointers and the length, the scale: 12 and 13 only.
+template <class... M>
+auto synth_checks(M Lp::*... m) {
+    return zt::nulls_then_len(&Lp::len, m...) + zt::set(zinStsScaleRangeErr, &Lp::s, 14) + zt::set(zinStsScaleRangeErr, &Lp::s, 11);
+}
+
+// With a memory, samples saturate and a clip is reported; without one the
+// history is zero and the samples wrap. The memory is only read.
+TEST(LpFilters, Synthesis) {
+    zt::check(E{"zinsSynthesisFilter_NR_16s_Sfs", make_synth,
+                [](Lp& l) { return zinsSynthesisFilter_NR_16s_Sfs(l.a, l.x, l.y, l.len, l.s, l.mem); },
+                [](Lp& l) { return synth(l, l.x, l.y, l.mem.p()); }, synth_checks(&Lp::a, &Lp::x, &Lp::y)},
+              kSweep);
+    zt::check(E{"zinsSynthesisFilter_NR_16s_ISfs", make_synth,
+                [](Lp& l) { return zinsSynthesisFilter_NR_16s_ISfs(l.a, l.x, l.len, l.s, l.mem); },
+                [](Lp& l) { return synth(l, l.x, l.x, l.mem.p()); }, synth_checks(&Lp::a, &Lp::x)},
+              kSweep);
+    zt::check(E{"zinsSynthesisFilterLow_NR_16s_ISfs", make_synth,
+                [](Lp& l) { return zinsSynthesisFilterLow_NR_16s_ISfs(l.a, l.x, l.len, l.s, l.mem); },
+                [](Lp& l) { return synth(l, l.x, l.x, false), zinStsNoErr; }, synth_checks(&Lp::a, &Lp::x)},
+              kSweep);
+    // The impulse response at rest: a[0], then the free response, wrapping.
+    zt::check(E{"zinsSynthesisFilterZeroStateResponse_NR_16s", make_synth,
+                [](Lp& l) { return zinsSynthesisFilterZeroStateResponse_NR_16s(l.a, l.y, l.len, l.s); },
+                [](Lp& l) {
+                    l.y[0] = l.a[0];
+                    for (int n = 1; n < l.len; ++n) {
+                        int32_t acc = int32_t{1} << (l.s - 1);
+                        for (int k = 1; k <= 10 && k <= n; ++k) acc = fx::wrap_sub32(acc, fx::wrap_mul32(l.a[k], l.y[n - k]));
+                        l.y[n] = fx::wrap16(acc >> l.s);
+                    }
+                    return zinStsNoErr;
+                },
+                synth_checks(&Lp::a, &Lp::y)},
+              kSweep);
+}
+
+// ---- all-zero residual filter: reads `order` samples before the pointer ---
+
+TEST(LpFilters, Residual) {
+    zt::check(E{"zinsResidualFilter_Low_16s_Sfs",
+                [](Gen& g) {
+                    const int order = std::min(g.len, g.one_of({1, 2, 7, 8, 10, 11, 16, 17, 32, 40}));
+                    return Lp{Buf<int16_t>(zt::random16(order + 1), g.next_off(2)), g.in16(g.len + order),
+                              g.out<int16_t>(g.len), {}, g.len, g.one_of({0, 1, 12, 15}), order, 0, order};
+                },
+                [](Lp& l) { return zinsResidualFilter_Low_16s_Sfs(l.x.at(l.order), l.order, l.a, l.y, l.len, l.s); },
+                zt::each([](Lp& l, int n) {
+                    int32_t acc = l.s ? 1 << (l.s - 1) : 0;
+                    for (int k = 0; k <= l.order; ++k) acc = fx::wrap_add32(acc, fx::wrap_mul32(l.a[k], l.x[l.order + n - k]));
+                    l.y[n] = fx::sat16(acc >> l.s);
+                }),
+                zt::nulls_then_len(&Lp::len, &Lp::x, &Lp::a, &Lp::y) + zt::set(zinStsSizeErr, &Lp::order, 0) +
+                    zt::Check<Lp>{zinStsSizeErr, "order above len", [](Lp& l) { l.order = l.len + 1; }} +
+                    zt::set(zinStsScaleRangeErr, &Lp::s, -1) + zt::set(zinStsScaleRangeErr, &Lp::s, 16)},
+              kSweep);
+}
+
+// ---- harmonic filters: read `lag` samples before the pointer, or -lag after it
+
+struct Lpf {
+    Buf<float> x, mem;
+    int len, lag, before;
+    float val;
+    auto bufs() { return std::tie(x, mem); }
 };
 
-SynthRef synth_ref(const int16_t* a, const std::vector<int16_t>& x, int s, const int16_t* mem, bool sat) {
-    const int len = static_cast<int>(x.size());
-    std::vector<int16_t> h(10 + len, 0);
-    if (mem) std::copy(mem, mem + 10, h.begin());
-    SynthRef r;
-    for (int n = 0; n < len; ++n) {
-        int32_t acc = fx::wrap_add32(fx::wrap_mul32(a[0], x[n]), int32_t{1} << (s - 1));
-        for (int k = 1; k <= 10; ++k) acc = fx::wrap_sub32(acc, fx::wrap_mul32(a[k], h[10 + n - k]));
-        const int32_t t = acc >> s;
-        h[10 + n] = sat ? fx::sat16(t, r.overflow) : fx::wrap16(t);
-    }
-    r.y.assign(h.begin() + 10, h.end());
-    return r;
+Lp make_harmonic(Gen& g) {
+    const int lag = g.one_of({-3, 0, 1, 2, 3, 4, 7, 8, 9, 20, 40, 143}), before = std::max(lag, 0);
+    return {{}, g.in16(before + g.len + std::max(-lag, 0)), g.out<int16_t>(g.len), {}, g.len, 0, 0, lag, before,
+            g.one_of<int16_t>({-32768, -12000, 0, 16384, 32767, static_cast<int16_t>(g.pick(-32768, 32767))})};
 }
 
-// Coefficients in Q12 of a stable-ish predictor, or plain random ones.
-std::vector<int16_t> coefficients(bool wild) {
-    if (wild) return zt::random16(11);
-    std::vector<int16_t> a = zt::random16(11, -1200, 1200);
-    a[0] = 4096;
-    a[1] = static_cast<int16_t>(-4096 + a[1] / 4);
-    return a;
+TEST(LpFilters, Harmonic) {
+    // In place, sample by sample, truncating and wrapping.
+    zt::check(E{"zinsHarmonicFilter_16s_I", make_harmonic,
+                [](Lp& l) { return zinsHarmonicFilter_16s_I(l.val, l.lag, l.x.at(l.before), l.len); },
+                zt::each([](Lp& l, int n) {
+                    int16_t* p = l.x.at(l.before + n);
+                    *p = fx::wrap16(*p + fx::wrap16((int32_t{p[-l.lag]} * l.val) >> 15));
+                }),
+                zt::nulls_then_len(&Lp::len, &Lp::x)},
+              kSweep);
+    // Rounded and saturated, -32768 acting as -32767.
+    zt::check(E{"zinsHarmonicFilter_NR_16s", make_harmonic,
+                [](Lp& l) { return zinsHarmonicFilter_NR_16s(l.val, l.lag, l.x.at(l.before), l.y, l.len); },
+                zt::each([](Lp& l, int n) {
+                    const int16_t* p = l.x.at(l.before + n);
+                    l.y[n] = zt::sat16((*p * int64_t{32768} + p[-l.lag] * (l.val == -32768 ? -32767 : l.val) + 16384) >> 15);
+                }),
+                zt::nulls_then_len(&Lp::len, &Lp::x, &Lp::y)},
+              kSweep);
+    // Single precision: the same operations give the same bits.
+    zt::check(zt::Export<Lpf>{"zinsHarmonicFilter_32f_I",
+                              [](Gen& g) {
+                                  const Lp h = make_harmonic(g);
+                                  return Lpf{g.in32f(static_cast<int>(h.x.size()), -32768.f, 32767.f), {}, g.len, h.lag, h.before,
+                                             g.one_of({0.37f, -1.f, 0.f, 0.9f})};
+                              },
+                              [](Lpf& l) { return zinsHarmonicFilter_32f_I(l.val, l.lag, l.x.at(l.before), l.len); },
+                              zt::each([](Lpf& l, int n) { l.x[l.before + n] = l.x[l.before + n] + l.x[l.before + n - l.lag] * l.val; }),
+                              zt::nulls_then_len(&Lpf::len, &Lpf::x)},
+              kSweep);
 }
 
-TEST(LpFilters, CheckOrder) {
-    int16_t a[11] = {4096}, x[16] = {}, d[16], mem[10] = {};
-    std::fill(d, d + 16, 77);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_Sfs(nullptr, x, d, 0, 14, mem), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_Sfs(a, x, nullptr, 4, 12, mem), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_Sfs(a, x, d, 0, 14, mem), zinStsSizeErr);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_Sfs(a, x, d, 4, 14, mem), zinStsScaleRangeErr);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_Sfs(a, x, d, 4, 11, nullptr), zinStsScaleRangeErr);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_ISfs(a, nullptr, 4, 12, mem), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_ISfs(a, d, -1, 12, mem), zinStsSizeErr);
-    EXPECT_EQ(zinsSynthesisFilter_NR_16s_ISfs(a, d, 1, -13, mem), zinStsScaleRangeErr);
-    EXPECT_EQ(zinsSynthesisFilterLow_NR_16s_ISfs(nullptr, d, 0, 0, mem), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSynthesisFilterLow_NR_16s_ISfs(a, d, 0, 0, mem), zinStsSizeErr);
-    EXPECT_EQ(zinsSynthesisFilterLow_NR_16s_ISfs(a, d, 3, 0, mem), zinStsScaleRangeErr);
-    EXPECT_EQ(zinsSynthesisFilterZeroStateResponse_NR_16s(a, nullptr, 0, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsSynthesisFilterZeroStateResponse_NR_16s(a, d, 0, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsSynthesisFilterZeroStateResponse_NR_16s(a, d, 3, 14), zinStsScaleRangeErr);
-
-    EXPECT_EQ(zinsResidualFilter_Low_16s_Sfs(x + 4, 4, nullptr, d, 8, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsResidualFilter_Low_16s_Sfs(x + 4, 4, a, d, 0, -1), zinStsSizeErr);
-    EXPECT_EQ(zinsResidualFilter_Low_16s_Sfs(x + 4, 0, a, d, 8, -1), zinStsSizeErr);
-    EXPECT_EQ(zinsResidualFilter_Low_16s_Sfs(x + 4, 9, a, d, 8, -1), zinStsSizeErr) << "order above len";
-    EXPECT_EQ(zinsResidualFilter_Low_16s_Sfs(x + 4, 4, a, d, 8, -1), zinStsScaleRangeErr);
-    EXPECT_EQ(zinsResidualFilter_Low_16s_Sfs(x + 4, 4, a, d, 8, 16), zinStsScaleRangeErr);
-
-    EXPECT_EQ(zinsHarmonicFilter_16s_I(1, 2, nullptr, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsHarmonicFilter_16s_I(1, 2, d, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsHarmonicFilter_NR_16s(1, 2, x, nullptr, 4), zinStsNullPtrErr);
-    EXPECT_EQ(zinsHarmonicFilter_NR_16s(1, 2, x, d, -2), zinStsSizeErr);
-    float f[4] = {}, m = 0;
-    EXPECT_EQ(zinsHarmonicFilter_32f_I(1.f, 2, nullptr, 4), zinStsNullPtrErr);
-    EXPECT_EQ(zinsHarmonicFilter_32f_I(1.f, 2, f, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsPreemphasize_32f_I(0.5f, f, 4, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsPreemphasize_32f_I(0.5f, f, 0, &m), zinStsSizeErr);
-    EXPECT_TRUE(std::all_of(d, d + 16, [](int16_t v) { return v == 77; })) << "nothing written on a refused call";
-}
-
-TEST(LpFilters, SynthesisMatchesOperatorStatement) {
-    for (bool wild : {false, true})
-        for (Pattern p : zt::kPatterns)
-            for (int len : lengths())
-                for (int s : {12, 13})
-                    for (int off : {0, 1}) {
-                        const std::vector<int16_t> a = coefficients(wild);
-                        std::vector<int16_t> x = zt::pattern16(p, static_cast<std::size_t>(len));
-                        if (p == Pattern::Random && !wild)
-                            for (auto& v : x) v = static_cast<int16_t>(v / 8);
-                        const std::vector<int16_t> mem = zt::pattern16(p == Pattern::Silence ? Pattern::Silence : Pattern::Random, 10);
-                        Misaligned<int16_t> src(len, off), dst(len, off + 1);
-                        src.assign(x);
-                        // Memory given: saturated, with the report.
-                        SynthRef r = synth_ref(a.data(), x, s, mem.data(), true);
-                        ASSERT_EQ(zinsSynthesisFilter_NR_16s_Sfs(a.data(), src.data(), dst.data(), len, s, mem.data()),
-                                  r.overflow ? zinStsOverflow : zinStsNoErr);
-                        ASSERT_EQ(dst.vec(), r.y) << "len " << len << " scale " << s;
-                        ASSERT_TRUE(dst.guards_intact());
-                        // In place, the same.
-                        Misaligned<int16_t> io(len, off);
-                        io.assign(x);
-                        ASSERT_EQ(zinsSynthesisFilter_NR_16s_ISfs(a.data(), io.data(), len, s, mem.data()),
-                                  r.overflow ? zinStsOverflow : zinStsNoErr);
-                        ASSERT_EQ(io.vec(), r.y);
-                        // Null memory: zero history, wrapped samples, never a warning.
-                        SynthRef z = synth_ref(a.data(), x, s, nullptr, false);
-                        ASSERT_EQ(zinsSynthesisFilter_NR_16s_Sfs(a.data(), src.data(), dst.data(), len, s, nullptr), zinStsNoErr);
-                        ASSERT_EQ(dst.vec(), z.y);
-                        // Low: wrapped samples with the given memory.
-                        SynthRef w = synth_ref(a.data(), x, s, mem.data(), false);
-                        io.assign(x);
-                        ASSERT_EQ(zinsSynthesisFilterLow_NR_16s_ISfs(a.data(), io.data(), len, s, mem.data()), zinStsNoErr);
-                        ASSERT_EQ(io.vec(), w.y);
-                        if (!r.overflow) {
-                            ASSERT_EQ(w.y, r.y) << "Low equals the plain form when nothing clips";
-                        }
-                    }
-}
-
-TEST(LpFilters, SynthesisMemoryIsReadOnly) {
-    // A pole near 1 drives a constant input to clip; the given memory is
-    // read, never written, on the plain and on the reporting path.
-    std::vector<int16_t> a(11, 0), x(40, 20000), m = zt::random16(10), keep = m;
-    a[0] = 4096;
-    a[1] = -4000;
-    ASSERT_EQ(zinsSynthesisFilter_NR_16s_ISfs(a.data(), x.data(), 40, 12, m.data()), zinStsOverflow);
-    EXPECT_EQ(x[39], 32767);
-    ASSERT_EQ(zinsSynthesisFilterLow_NR_16s_ISfs(a.data(), x.data(), 40, 12, m.data()), zinStsNoErr);
-    EXPECT_EQ(m, keep);
-}
-
-TEST(LpFilters, ZeroStateResponse) {
-    for (bool wild : {false, true})
-        for (int len : lengths())
-            for (int s : {12, 13}) {
-                const std::vector<int16_t> a = coefficients(wild);
-                // The reference: dst[0] = a[0], then the free response with wrapping.
-                std::vector<int16_t> want(len);
-                want[0] = a[0];
-                for (int n = 1; n < len; ++n) {
-                    int32_t acc = int32_t{1} << (s - 1);
-                    for (int k = 1; k <= 10 && k <= n; ++k) acc = fx::wrap_sub32(acc, fx::wrap_mul32(a[k], want[n - k]));
-                    want[n] = fx::wrap16(acc >> s);
-                }
-                Misaligned<int16_t> d(len, 1, 55);
-                ASSERT_EQ(zinsSynthesisFilterZeroStateResponse_NR_16s(a.data(), d.data(), len, s), zinStsNoErr);
-                ASSERT_EQ(d.vec(), want) << len;
-                ASSERT_TRUE(d.guards_intact());
-            }
-}
-
-TEST(LpFilters, ResidualFilter) {
-    for (Pattern p : zt::kPatterns)
-        for (int len : lengths())
-            for (int order : {1, 2, 7, 8, 10, 11, 16, 17, 32, 40})
-                for (int s : {0, 1, 12, 15}) {
-                    if (order > len) continue;
-                    const int off = (len + order) % 3;
-                    const std::vector<int16_t> x = zt::pattern16(p, static_cast<std::size_t>(len + order));
-                    const std::vector<int16_t> a = zt::random16(static_cast<std::size_t>(order + 1));
-                    Misaligned<int16_t> src(x.size(), off), dst(len, off + 1);
-                    src.assign(x);
-                    ASSERT_EQ(zinsResidualFilter_Low_16s_Sfs(src.data() + order, order, a.data(), dst.data(), len, s), zinStsNoErr);
-                    for (int n = 0; n < len; ++n) {
-                        int32_t acc = 0;
-                        for (int k = 0; k <= order; ++k) acc = fx::wrap_add32(acc, fx::wrap_mul32(a[k], x[order + n - k]));
-                        acc = fx::wrap_add32(acc, s ? int32_t{1} << (s - 1) : 0);
-                        ASSERT_EQ(dst.data()[n], fx::sat16(acc >> s)) << len << " " << order << " " << s;
-                    }
-                    ASSERT_TRUE(dst.guards_intact());
-                }
-}
-
-TEST(LpFilters, HarmonicFilters) {
-    for (Pattern p : zt::kPatterns)
-        for (int len : lengths())
-            for (int lag : {-3, 0, 1, 2, 3, 4, 7, 8, 9, 20, 40, 143}) {
-                const int before = std::max(lag, 0), after = std::max(-lag, 0);
-                const int off = (len + lag + 8) % 4;
-                std::vector<int16_t> buf = zt::pattern16(p, static_cast<std::size_t>(before + len + after));
-                for (int16_t val : {int16_t{-32768}, int16_t{-12000}, int16_t{0}, int16_t{16384}, int16_t{32767}}) {
-                    // In place, truncating and wrapping, sample by sample.
-                    std::vector<int16_t> want = buf;
-                    for (int n = 0; n < len; ++n) {
-                        int16_t& y = want[before + n];
-                        y = fx::wrap16(y + fx::wrap16((int32_t{want[before + n - lag]} * val) >> 15));
-                    }
-                    Misaligned<int16_t> io(buf.size(), off);
-                    io.assign(buf);
-                    ASSERT_EQ(zinsHarmonicFilter_16s_I(val, lag, io.data() + before, len), zinStsNoErr);
-                    ASSERT_EQ(io.vec(), want) << "len " << len << " lag " << lag << " val " << val;
-                    // Rounded form, with -32768 acting as -32767.
-                    Misaligned<int16_t> src(buf.size(), off), dst(len, off + 1);
-                    src.assign(buf);
-                    ASSERT_EQ(zinsHarmonicFilter_NR_16s(val, lag, src.data() + before, dst.data(), len), zinStsNoErr);
-                    const int32_t g = val == -32768 ? -32767 : val;
-                    for (int n = 0; n < len; ++n) {
-                        const int32_t v = (int32_t{buf[before + n]} * 32768 + buf[before + n - lag] * g + 16384) >> 15;
-                        ASSERT_EQ(dst.data()[n], fx::sat16(v));
-                    }
-                    if (val == 0) {
-                        for (int n = 0; n < len; ++n) ASSERT_EQ(dst.data()[n], buf[before + n]);
-                    }
-                    ASSERT_TRUE(dst.guards_intact() && io.guards_intact());
-                }
-                // Floating point, in place; the same operations give the same bits.
-                std::vector<float> fb(buf.begin(), buf.end());
-                std::vector<float> fw = fb;
-                for (int n = 0; n < len; ++n) fw[before + n] = fw[before + n] + fw[before + n - lag] * 0.37f;
-                Misaligned<float> fio(fb.size(), off);
-                fio.assign(fb);
-                ASSERT_EQ(zinsHarmonicFilter_32f_I(0.37f, lag, fio.data() + before, len), zinStsNoErr);
-                ASSERT_EQ(std::memcmp(fio.vec().data(), fw.data(), fw.size() * sizeof(float)), 0) << len << " " << lag;
-            }
-}
-
+// y[n] = x[n] - val*x[n-1]; the memory holds x[-1], then the last input.
 TEST(LpFilters, Preemphasize) {
-    for (int len : lengths())
-        for (int off : {0, 1, 2}) {
-            std::vector<float> x(len);
-            for (auto& v : x) v = static_cast<float>(zt::random16(1)[0]) * 0.75f;
-            float mem = 123.5f;
-            std::vector<float> want(len);
-            for (int n = 0; n < len; ++n) want[n] = x[n] - 0.68f * (n ? x[n - 1] : mem);
-            Misaligned<float> io(len, off);
-            io.assign(x);
-            ASSERT_EQ(zinsPreemphasize_32f_I(0.68f, io.data(), len, &mem), zinStsNoErr);
-            ASSERT_EQ(std::memcmp(io.vec().data(), want.data(), want.size() * sizeof(float)), 0) << len;
-            EXPECT_EQ(mem, x[len - 1]) << "the memory keeps the last input, not the last output";
-            ASSERT_TRUE(io.guards_intact());
-        }
+    zt::Export<Lpf> pre{"zinsPreemphasize_32f_I",
+                        [](Gen& g) { return Lpf{g.in32f(g.len, -24576.f, 24576.f), g.val(123.5f), g.len, 0, 0, 0.68f}; },
+                        [](Lpf& l) { return zinsPreemphasize_32f_I(l.val, l.x, l.len, l.mem); },
+                        zt::each([](Lpf& l, int n) {
+                            const float in = l.x[n];
+                            l.x[n] = in - l.val * l.mem[0];
+                            l.mem[0] = in;
+                        }),
+                        zt::nulls_then_len(&Lpf::len, &Lpf::x, &Lpf::mem)};
+    pre.split = [](Lpf& l, int cut) {
+        const ZinStatus st = zinsPreemphasize_32f_I(l.val, l.x, cut, l.mem);
+        return st != zinStsNoErr ? st : zinsPreemphasize_32f_I(l.val, l.x.at(cut), l.len - cut, l.mem);
+    };
+    zt::check(pre, kSweep);
 }
 
 }  // namespace
