@@ -1,5 +1,5 @@
 // Shared helpers of the test suites: deterministic random input, extreme
-// patterns, misaligned buffers, and reading the conformance sequences.
+// patterns, the sweep lengths, and reading the conformance sequences.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -55,39 +55,6 @@ inline std::vector<int16_t> pattern16(Pattern p, std::size_t n) {
     return random16(n);
 }
 
-// A buffer whose data start `offset` elements past a 64-byte boundary, with
-// guard elements on both sides that must stay untouched.
-template <typename T>
-class Misaligned {
-public:
-    static constexpr std::size_t kGuard = 32;
-    Misaligned(std::size_t n, std::size_t offset, T fill = T{})
-        : storage_(n + offset + 2 * kGuard + 64 / sizeof(T) + 1), n_(n) {
-        auto base = reinterpret_cast<std::uintptr_t>(storage_.data());
-        std::size_t skip = ((64 - base % 64) % 64) / sizeof(T);
-        begin_ = skip + kGuard + offset;
-        for (auto& x : storage_) std::memset(&x, 0xA5, sizeof(T));
-        for (std::size_t i = 0; i < n; ++i) data()[i] = fill;
-    }
-    T* data() { return storage_.data() + begin_; }
-    std::size_t size() const { return n_; }
-    void assign(const std::vector<T>& v) { std::memcpy(data(), v.data(), v.size() * sizeof(T)); }
-    std::vector<T> vec() const { return std::vector<T>(storage_.data() + begin_, storage_.data() + begin_ + n_); }
-    bool guards_intact() const {
-        auto bytes = reinterpret_cast<const unsigned char*>(storage_.data());
-        for (std::size_t i = 0; i < begin_ * sizeof(T); ++i)
-            if (bytes[i] != 0xA5) return false;
-        for (std::size_t i = (begin_ + n_) * sizeof(T); i < storage_.size() * sizeof(T); ++i)
-            if (bytes[i] != 0xA5) return false;
-        return true;
-    }
-
-private:
-    std::vector<T> storage_;
-    std::size_t n_;
-    std::size_t begin_ = 0;
-};
-
 // The lengths a vector path is checked over: 1 to 64 every one, then a
 // spread up to about 1000, with the standards' frame sizes.
 inline std::vector<int> test_lengths() {
@@ -107,15 +74,6 @@ inline std::vector<int> short_lengths() {
     return v;
 }
 
-// Calls f(input, len, offset) for every extreme pattern, short length and
-// misalignment; the input holds len + extra words.
-template <typename F>
-void for_each_input(int extra, F f) {
-    for (Pattern p : kPatterns)
-        for (int len : short_lengths())
-            for (int off : {0, 1, 3}) f(pattern16(p, static_cast<std::size_t>(len + extra)), len, off);
-}
-
 // Plain saturations and the 32-bit wrap, for writing reference statements.
 inline int16_t sat16(int64_t v) { return static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v)); }
 inline int32_t sat32(int64_t v) { return static_cast<int32_t>(v < INT32_MIN ? INT32_MIN : (v > INT32_MAX ? INT32_MAX : v)); }
@@ -133,13 +91,6 @@ inline std::vector<int16_t> read_words(const std::string& path) {
     while (std::fread(b, 1, 2, f) == 2) out.push_back(static_cast<int16_t>(b[0] | (b[1] << 8)));
     std::fclose(f);
     return out;
-}
-
-inline bool file_exists(const std::string& path) {
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f) return false;
-    std::fclose(f);
-    return true;
 }
 
 }  // namespace zt
