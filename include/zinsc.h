@@ -276,6 +276,50 @@ ZINSC_API ZinStatus zinsShortTermSynthesisFilter_GSMFR_16s(const Zin16s* pRC, co
 /* APCM inverse quantisation (4.2.16) of 13 codes with the mantissa factor and the shift 6 - exponent. */
 ZINSC_API ZinStatus zinsRPEQuantDecode_GSMFR_16s(const Zin16s* pSrc, Zin16s ampl, Zin16s amplSfs, Zin16s* pDst);
 
+/* ---- GSM-AMR (3GPP TS 26.090 to 26.094) --------------------------------- */
+
+/* Voice activity detector option 1 (TS 26.094), 58 16-bit words. The caller
+ * allocates it and resets it with ZIN_GSMAMR_VAD1_RESET (the reset of
+ * TS 26.073 vad1.c: levels and estimates at 150, the fast correlation at
+ * 13106, everything else 0). The tone register and the high-pass correlation
+ * maximum stay with the caller; the pitch register below is the caller's to
+ * update (TS 26.073 vad_pitch_detection). */
+typedef struct {
+    Zin16s subLevel[9];         /* lookahead sums of the level calculation */
+    Zin16s oldLevel[9];         /* band levels of the previous frame */
+    Zin16s aveLevel[9];         /* averaged band levels */
+    Zin16s bckrEst[9];          /* background noise estimate, 40..16000 */
+    Zin16s aData5[3][2];        /* 5th-order filter memories */
+    Zin16s aData3[5];           /* 3rd-order filter memories */
+    Zin16s burstCount;
+    Zin16s hangCount;
+    Zin16s statCount;
+    Zin16s vadReg;              /* intermediate decisions, newest in bit 14 */
+    Zin16s complexHigh;
+    Zin16s complexLow;
+    Zin16s complexHangTimer;
+    Zin16s complexHangCount;
+    Zin16s complexWarning;
+    Zin16s corrHpFast;          /* smoothed high-pass correlation, Q15 */
+    Zin16s pitch;               /* pitch flags, newest in bit 14 */
+} ZinGSMAMRVad1State;
+
+#define ZIN_GSMAMR_VAD1_RESET { {0,0,0,0,0,0,0,0,0}, \
+    {150,150,150,150,150,150,150,150,150}, {150,150,150,150,150,150,150,150,150}, \
+    {150,150,150,150,150,150,150,150,150}, {{0,0},{0,0},{0,0}}, {0,0,0,0,0}, \
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 13106, 0 }
+
+/* VAD option 1 on one frame: energy over pSrc[0..159], filter bank over pSrc[40..199]; *pVadFlag 0 or 1. */
+ZINSC_API ZinStatus zinsVAD1_GSMAMR_16s(const Zin16s* pSrc, ZinGSMAMRVad1State* pState, Zin16s* pVadFlag, Zin16s maxHpCorr, Zin16s toneFlags);
+/* DTX hangover handler: counts, sets *pUsedRate to 25 (DTX) when due and *pSidFlag when a SID is computed. */
+ZINSC_API ZinStatus zinsEncDTXHandler_GSMAMR_16s(Zin16s* pHangCount, Zin16s* pElapsedCount, Zin16s* pUsedRate, Zin16s* pSidFlag, Zin16s vadFlag);
+/* Encoder DTX history: next row (*pHistPtr 0..7) takes the 10 LSPs and half the frame's log2 energy (Q10). */
+ZINSC_API ZinStatus zinsEncDTXBuffer_GSMAMR_16s(const Zin16s* pSrc, const Zin16s* pLsp, Zin16s* pHistPtr, Zin16s* pLspHist, Zin16s* pLogEnHist);
+/* Decoder DTX history: as the encoder's, the log2 energy not halved. */
+ZINSC_API ZinStatus zinsDecDTXBuffer_GSMAMR_16s(const Zin16s* pSrc, const Zin16s* pLsp, Zin16s* pHistPtr, Zin16s* pLspHist, Zin16s* pLogEnHist);
+/* SID parameters from the histories: energy index, predictor choice, 3 split indices, gain predictor memories; flag 0 does nothing. */
+ZINSC_API ZinStatus zinsEncDTXSID_GSMAMR_16s(const Zin16s* pLspHist, const Zin16s* pLogEnHist, Zin16s* pLogEnIndex, Zin16s* pInitLsfIndex, Zin16s* pLsfIndices, Zin16s* pPastQuaEn, Zin16s* pPastQuaEn122, Zin16s computeSidFlag);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,207 @@
+// The GSM-AMR exports against the reference's own functions, captured while
+// the whole reference encoder codes generated speech at every mode, DTX on
+// and off, and its decoder decodes every stream.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "capture.h"
+#include "zinsc.h"
+
+#ifdef ZINSC_HAVE_OPENCORE_AMRNB
+#include "peer.h"
+
+using amrcap::cap;
+using amrcap::same;
+
+namespace {
+
+void to_ours(const PeerVad1& p, ZinGSMAMRVad1State& o) {
+    for (int i = 0; i < 9; ++i) {
+        o.subLevel[i] = p.sub_level[i];
+        o.oldLevel[i] = p.old_level[i];
+        o.aveLevel[i] = p.ave_level[i];
+        o.bckrEst[i] = p.bckr_est[i];
+    }
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 2; ++j) o.aData5[i][j] = p.a_data5[i][j];
+    for (int i = 0; i < 5; ++i) o.aData3[i] = p.a_data3[i];
+    o.burstCount = p.burst_count;
+    o.hangCount = p.hang_count;
+    o.statCount = p.stat_count;
+    o.vadReg = p.vadreg;
+    o.complexHigh = p.complex_high;
+    o.complexLow = p.complex_low;
+    o.complexHangTimer = p.complex_hang_timer;
+    o.complexHangCount = p.complex_hang_count;
+    o.complexWarning = p.complex_warning;
+    o.corrHpFast = p.corr_hp_fast;
+    o.pitch = p.pitch;
+}
+
+const Zin16s* words(const ZinGSMAMRVad1State& s) { return reinterpret_cast<const Zin16s*>(&s); }
+
+}  // namespace
+
+extern "C" Word16 __wrap_vad1(PeerVad1* st, Word16 in_buf[], Flag* pOverflow) {
+    if (!cap().active) return __real_vad1(st, in_buf, pOverflow);
+    cap().calls["vad1"]++;
+    auto ours = std::make_unique<ZinGSMAMRVad1State>();
+    to_ours(*st, *ours);
+    const std::vector<Zin16s> src(in_buf - 40, in_buf + 160);
+    const Zin16s maxHpCorr = st->best_corr_hp, tone = st->tone;
+    const Word16 flag = __real_vad1(st, in_buf, pOverflow);
+    cap().calls[flag ? "vad1 speech" : "vad1 noise"]++;
+    auto ourFlag = std::make_unique<Zin16s>(-1);
+    const ZinStatus s = zinsVAD1_GSMAMR_16s(src.data(), ours.get(), ourFlag.get(), maxHpCorr, tone);
+    ZinGSMAMRVad1State expect;
+    to_ours(*st, expect);
+    if (s != zinStsNoErr) cap().mismatch("vad1", "status " + std::to_string(s));
+    same("vad1", "flag", &flag, ourFlag.get(), 1);
+    same("vad1", "state", words(expect), words(*ours), 58);
+    return flag;
+}
+
+extern "C" Word16 __wrap_tx_dtx_handler(PeerDtxEnc* st, Word16 vad_flag, int* usedMode, Flag* pOverflow) {
+    if (!cap().active) return __real_tx_dtx_handler(st, vad_flag, usedMode, pOverflow);
+    cap().calls["tx_dtx_handler"]++;
+    auto io = std::make_unique<Zin16s[]>(4);  // hang, elapsed, rate, sid
+    io[0] = st->dtxHangoverCount;
+    io[1] = st->decAnaElapsedCount;
+    io[2] = static_cast<Zin16s>(amrcap::rate_code(*usedMode));
+    io[3] = -1;
+    const Word16 sid = __real_tx_dtx_handler(st, vad_flag, usedMode, pOverflow);
+    const ZinStatus s = zinsEncDTXHandler_GSMAMR_16s(&io[0], &io[1], &io[2], &io[3], vad_flag);
+    const Zin16s expect[4] = {st->dtxHangoverCount, st->decAnaElapsedCount,
+                              static_cast<Zin16s>(amrcap::rate_code(*usedMode)), sid};
+    if (s != zinStsNoErr) cap().mismatch("tx_dtx_handler", "status " + std::to_string(s));
+    same("tx_dtx_handler", "hang/elapsed/rate/sid", expect, io.get(), 4);
+    if (sid) cap().calls["tx_dtx_handler sid"]++;
+    return sid;
+}
+
+extern "C" void __wrap_dtx_buffer(PeerDtxEnc* st, Word16 lsp_new[], Word16 speech[], Flag* pOverflow) {
+    if (!cap().active) return __real_dtx_buffer(st, lsp_new, speech, pOverflow);
+    cap().calls["dtx_buffer"]++;
+    const std::vector<Zin16s> src(speech, speech + 160), lsp(lsp_new, lsp_new + 10);
+    std::vector<Zin16s> lspHist(st->lsp_hist, st->lsp_hist + 80), logEn(st->log_en_hist, st->log_en_hist + 8);
+    auto ptr = std::make_unique<Zin16s>(st->hist_ptr);
+    __real_dtx_buffer(st, lsp_new, speech, pOverflow);
+    const ZinStatus s = zinsEncDTXBuffer_GSMAMR_16s(src.data(), lsp.data(), ptr.get(), lspHist.data(), logEn.data());
+    if (s != zinStsNoErr) cap().mismatch("dtx_buffer", "status " + std::to_string(s));
+    same("dtx_buffer", "histPtr", &st->hist_ptr, ptr.get(), 1);
+    same("dtx_buffer", "lspHist", st->lsp_hist, lspHist.data(), 80);
+    same("dtx_buffer", "logEnHist", st->log_en_hist, logEn.data(), 8);
+}
+
+extern "C" void __wrap_dtx_enc(PeerDtxEnc* st, Word16 computeSidFlag, PeerQPlsf* qSt, PeerGcPred* predState,
+                               Word16** anap, Flag* pOverflow) {
+    if (!cap().active) return __real_dtx_enc(st, computeSidFlag, qSt, predState, anap, pOverflow);
+    cap().calls["dtx_enc"]++;
+    const bool computes = computeSidFlag != 0 || st->log_en_index == 0;
+    const std::vector<Zin16s> lspHist(st->lsp_hist, st->lsp_hist + 80), logEn(st->log_en_hist, st->log_en_hist + 8);
+    // logEnIndex, initLsfIndex, lsfIndices[3], pastQuaEn[4], pastQuaEn122[4]
+    auto out = std::make_unique<Zin16s[]>(13);
+    for (int i = 0; i < 13; ++i) out[i] = -7;
+    const Zin16s before[8] = {predState->past_qua_en[0], predState->past_qua_en[1], predState->past_qua_en[2],
+                              predState->past_qua_en[3], predState->past_qua_en_MR122[0],
+                              predState->past_qua_en_MR122[1], predState->past_qua_en_MR122[2],
+                              predState->past_qua_en_MR122[3]};
+    __real_dtx_enc(st, computeSidFlag, qSt, predState, anap, pOverflow);
+    const ZinStatus s = zinsEncDTXSID_GSMAMR_16s(lspHist.data(), logEn.data(), &out[0], &out[1], &out[2], &out[5],
+                                                 &out[9], computes ? 1 : 0);
+    if (s != zinStsNoErr) cap().mismatch("dtx_enc", "status " + std::to_string(s));
+    if (computes) {
+        cap().calls["dtx_enc sid"]++;
+        const Zin16s expect[13] = {st->log_en_index, st->init_lsf_vq_index, st->lsp_index[0], st->lsp_index[1],
+                                   st->lsp_index[2], predState->past_qua_en[0], predState->past_qua_en[1],
+                                   predState->past_qua_en[2], predState->past_qua_en[3],
+                                   predState->past_qua_en_MR122[0], predState->past_qua_en_MR122[1],
+                                   predState->past_qua_en_MR122[2], predState->past_qua_en_MR122[3]};
+        same("dtx_enc", "sid", expect, out.get(), 13);
+    } else {
+        const Zin16s untouched[13] = {-7, -7, -7, -7, -7, -7, -7, -7, -7, -7, -7, -7, -7};
+        same("dtx_enc", "untouched", untouched, out.get(), 13);
+        (void)before;
+    }
+}
+
+extern "C" void __wrap_dtx_dec_activity_update(PeerDtxDec* st, Word16 lsf[], Word16 frame[], Flag* pOverflow) {
+    if (!cap().active) return __real_dtx_dec_activity_update(st, lsf, frame, pOverflow);
+    cap().calls["dtx_dec_activity_update"]++;
+    if (st->lsf_hist_ptr != st->log_en_hist_ptr * 10)
+        cap().mismatch("dtx_dec_activity_update", "the peer's two history pointers part");
+    const std::vector<Zin16s> src(frame, frame + 160), lsfIn(lsf, lsf + 10);
+    std::vector<Zin16s> lsfHist(st->lsf_hist, st->lsf_hist + 80), logEn(st->log_en_hist, st->log_en_hist + 8);
+    auto ptr = std::make_unique<Zin16s>(st->log_en_hist_ptr);
+    __real_dtx_dec_activity_update(st, lsf, frame, pOverflow);
+    const ZinStatus s = zinsDecDTXBuffer_GSMAMR_16s(src.data(), lsfIn.data(), ptr.get(), lsfHist.data(), logEn.data());
+    if (s != zinStsNoErr) cap().mismatch("dtx_dec_activity_update", "status " + std::to_string(s));
+    same("dtx_dec_activity_update", "histPtr", &st->log_en_hist_ptr, ptr.get(), 1);
+    same("dtx_dec_activity_update", "lsfHist", st->lsf_hist, lsfHist.data(), 80);
+    same("dtx_dec_activity_update", "logEnHist", st->log_en_hist, logEn.data(), 8);
+}
+
+namespace {
+
+// Codes the whole signal at each mode with the reference encoder and
+// decodes it with the reference decoder, the captures running.
+void run_peer(const std::vector<std::int16_t>& speech, bool dtx, std::initializer_list<int> modes) {
+    auto out = std::make_unique<unsigned char[]>(64);
+    auto pcm = std::make_unique<short[]>(160);
+    for (int mode : modes) {
+        void* enc = Encoder_Interface_init(dtx ? 1 : 0);
+        void* dec = Decoder_Interface_init();
+        cap().active = true;
+        cap().dtx = dtx;
+        for (std::size_t f = 0; f + 160 <= speech.size(); f += 160) {
+            cap().rateCode = amrcap::rate_code(mode);
+            const int n = Encoder_Interface_Encode(enc, mode, speech.data() + f, out.get(), 0);
+            if (n > 0) Decoder_Interface_Decode(dec, out.get(), pcm.get(), 0);
+        }
+        cap().active = false;
+        Encoder_Interface_exit(enc);
+        Decoder_Interface_exit(dec);
+    }
+}
+
+std::string report() {
+    std::string r;
+    for (const auto& [fn, n] : cap().calls) r += "  " + fn + ": " + std::to_string(n) + " calls\n";
+    for (const auto& s : cap().reports) r += "  " + s + "\n";
+    return r;
+}
+
+class GsmAmrPeer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        speech_ = amrcap::speech_signal();
+        if (speech_.size() < 8000 * 60) GTEST_SKIP() << "no generated speech in " ZINSC_AMR_SPEECH_DIR
+                                                        " (espeak-ng and sox make it at configure time)";
+        cap().reset();
+    }
+    std::vector<std::int16_t> speech_;
+};
+
+TEST_F(GsmAmrPeer, Vad1AndDtxAtEveryModeWithDtxOn) {
+    run_peer(speech_, true, {kMR475, kMR515, kMR59, kMR67, kMR74, kMR795, kMR102, kMR122});
+    const long frames = static_cast<long>(speech_.size() / 160) * 8;
+    EXPECT_TRUE(cap().mismatches.empty()) << report();
+    EXPECT_EQ(cap().calls["vad1"], frames) << report();
+    EXPECT_EQ(cap().calls["tx_dtx_handler"], frames) << report();
+    EXPECT_EQ(cap().calls["dtx_buffer"], frames) << report();
+    EXPECT_GT(cap().calls["vad1 speech"], frames / 4) << report();
+    EXPECT_GT(cap().calls["vad1 noise"], frames / 20) << report();
+    EXPECT_GT(cap().calls["tx_dtx_handler sid"], 40) << report();
+    EXPECT_GT(cap().calls["dtx_enc sid"], 100) << report();
+    EXPECT_GT(cap().calls["dtx_enc"], cap().calls["dtx_enc sid"]) << report();
+    EXPECT_GT(cap().calls["dtx_dec_activity_update"], frames / 2) << report();
+    if (std::getenv("ZINSC_AMR_REPORT")) std::printf("%s", report().c_str());
+}
+
+}  // namespace
+
+#else
+TEST(GsmAmrPeer, Skipped) { GTEST_SKIP() << "libopencore-amrnb.a not found: the captures need the reference"; }
+#endif
