@@ -311,6 +311,30 @@ typedef struct {
 
 /* VAD option 1 on one frame: energy over pSrc[0..159], filter bank over pSrc[40..199]; *pVadFlag 0 or 1. */
 ZINSC_API ZinStatus zinsVAD1_GSMAMR_16s(const Zin16s* pSrc, ZinGSMAMRVad1State* pState, Zin16s* pVadFlag, Zin16s maxHpCorr, Zin16s toneFlags);
+/* Voice activity detector option 2 (TS 26.094), 188 bytes; the caller zeroes it to reset (TS 26.073 vad2.c). */
+typedef struct {
+    Zin32s chEnergy[16];        /* smoothed channel energies, scaled 22.9 (state 0) or 27.4 (state 1) */
+    Zin32s chNoise[16];         /* channel noise estimates, scaled 22.9 */
+    Zin16s chEnergyLongDb[16];  /* long-term channel energies in dB, Q7.8 */
+    Zin16s preEmpMem;           /* last block-normalised input sample */
+    Zin16s updateCnt;           /* forced-update counter */
+    Zin16s lastUpdateCnt;
+    Zin16s hysteresisCnt;
+    Zin16s lastBlockShift;      /* normalisation shift of the last half-frame */
+    Zin16s scalingState;        /* 0: energies scaled 22.9; 1: 27.4 */
+    Zin16s forcedUpdate;
+    Zin16s longTermSnr;         /* Q7.8 */
+    Zin16s negSnrVar;           /* Q7.8, at most 1024 */
+    Zin16s negSnrBias;
+    Zin16s burstCount;
+    Zin16s hangover;
+    Zin32s frameCnt;            /* half-frames of 80 samples so far */
+} ZinGSMAMRVad2State;
+
+/* VAD option 2 on 160 samples as two halves of 80; ltpFlag from the caller's open-loop gain test; *pVadFlag 0 or 1. */
+ZINSC_API ZinStatus zinsVAD2_GSMAMR_16s(const Zin16s* pSrc, ZinGSMAMRVad2State* pState, Zin16s* pVadFlag, Zin32s ltpFlag);
+/* Real 128-point FFT of VAD option 2 in place: DC, Nyquist, then re/im of bins 1..63; halved at every stage. */
+ZINSC_API ZinStatus zinsFFTFwd_RToPerm_GSMAMR_16s_I(Zin16s* pSrcDst);
 /* DTX hangover handler: counts, sets *pUsedRate to 25 (DTX) when due and *pSidFlag when a SID is computed. */
 ZINSC_API ZinStatus zinsEncDTXHandler_GSMAMR_16s(Zin16s* pHangCount, Zin16s* pElapsedCount, Zin16s* pUsedRate, Zin16s* pSidFlag, Zin16s vadFlag);
 /* Encoder DTX history: next row (*pHistPtr 0..7) takes the 10 LSPs and half the frame's log2 energy (Q10). */

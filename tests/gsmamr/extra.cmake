@@ -45,3 +45,73 @@ if(ZINSC_ESPEAK AND ZINSC_SOX AND NOT EXISTS ${amr_speech_dir}/done10)
   file(WRITE ${amr_speech_dir}/done10 "")
 endif()
 target_compile_definitions(test_${dir} PRIVATE ZINSC_AMR_SPEECH_DIR="${amr_speech_dir}")
+
+# VAD option 2 exists in the reference only when it is built with -DVAD2,
+# which opencore-amr's own build never does (its Makefile.am leaves vad2.cpp
+# and r_fft.cpp out). A second copy of the reference is built here from the
+# Debian source package (apt-get source opencore-amr, needs a deb-src entry;
+# or point ZINSC_OPENCORE_AMR_SRC at an unpacked tree), with a few shim
+# headers for the operators those two files still call by old names. Its
+# captures run in their own binary, test_gsmamr_vad2.
+set(ZINSC_OPENCORE_AMR_SRC "" CACHE PATH "unpacked opencore-amr source for the VAD option 2 captures")
+set(amr_src "${ZINSC_OPENCORE_AMR_SRC}")
+if(NOT amr_src)
+  set(amr_fetch ${PROJECT_BINARY_DIR}/opencore-amr-src)
+  if(NOT EXISTS ${amr_fetch}/done)
+    file(MAKE_DIRECTORY ${amr_fetch})
+    execute_process(COMMAND apt-get source -qq opencore-amr WORKING_DIRECTORY ${amr_fetch}
+      RESULT_VARIABLE amr_rc OUTPUT_QUIET ERROR_QUIET TIMEOUT 300)
+    file(WRITE ${amr_fetch}/done "${amr_rc}")
+  endif()
+  file(GLOB amr_trees LIST_DIRECTORIES true ${amr_fetch}/opencore-amr-*)
+  foreach(t IN LISTS amr_trees)
+    if(IS_DIRECTORY ${t})
+      set(amr_src ${t})
+    endif()
+  endforeach()
+endif()
+set(amr_base ${amr_src}/opencore/codecs_v2/audio/gsm_amr)
+if(amr_src AND EXISTS ${amr_base}/amr_nb/common/src/vad2.cpp)
+  # vad2.cpp and r_fft.cpp include one header per operator, which now clash
+  # with basic_op.h; there those headers become basic_op.h, and the two
+  # operators they call by old names (add, L_deposit_h) are given back.
+  set(shim ${PROJECT_BINARY_DIR}/opencore-amr-shim)
+  foreach(h IN ITEMS l_add l_mac l_msu l_mult l_sub mpy_32_16 mult sub)
+    file(WRITE ${shim}/${h}.h "#include \"basic_op.h\"\n")
+  endforeach()
+  file(WRITE ${shim}/add.h "#include_next \"add.h\"\n"
+    "static inline Word16 add(Word16 a, Word16 b, Flag* o) { return add_16(a, b, o); }\n")
+  file(WRITE ${shim}/l_deposit_h.h "#include \"basic_op.h\"\n"
+    "static inline Word32 L_deposit_h(Word16 v) { return (Word32)((unsigned int)(unsigned short)v << 16); }\n")
+  set_source_files_properties(${amr_base}/amr_nb/common/src/vad2.cpp ${amr_base}/amr_nb/common/src/r_fft.cpp
+    PROPERTIES INCLUDE_DIRECTORIES ${shim})
+  file(GLOB amr_peer_sources ${amr_base}/amr_nb/dec/src/*.cpp ${amr_base}/amr_nb/enc/src/*.cpp
+    ${amr_base}/amr_nb/common/src/*.cpp)
+  list(FILTER amr_peer_sources EXCLUDE REGEX
+    "/(decoder_gsm_amr|pvgsmamrdecoder|gsmamr_encoder_wrapper|common/src/(bits2prm|copy|div_32|l_abs|vad1))\\.cpp$")
+  add_library(zinsc_peer_amrnb_vad2 STATIC EXCLUDE_FROM_ALL ${amr_src}/amrnb/wrapper.cpp ${amr_peer_sources})
+  target_compile_definitions(zinsc_peer_amrnb_vad2 PRIVATE VAD2)
+  target_compile_options(zinsc_peer_amrnb_vad2 PRIVATE -O2 -w)
+  target_include_directories(zinsc_peer_amrnb_vad2 PRIVATE ${amr_src}/oscl ${amr_base}/amr_nb/dec/src
+    ${amr_base}/amr_nb/common/include ${amr_base}/amr_nb/dec/include ${amr_base}/common/dec/include
+    ${amr_base}/amr_nb/enc/src)
+  set_target_properties(zinsc_peer_amrnb_vad2 PROPERTIES LINKER_LANGUAGE CXX)
+  # The reference is not ours to sanitise.
+  target_compile_options(zinsc_peer_amrnb_vad2 PRIVATE -fno-sanitize=all)
+
+  file(GLOB amr_vad2_tests ${CMAKE_CURRENT_SOURCE_DIR}/${dir}/vad2_peer/*.cpp)
+  add_executable(test_${dir}_vad2 ${amr_vad2_tests})
+  target_include_directories(test_${dir}_vad2 PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/common ${CMAKE_CURRENT_SOURCE_DIR}/${dir})
+  target_compile_options(test_${dir}_vad2 PRIVATE ${ZINSC_ARCH_FLAGS} -Wall -Wextra)
+  target_compile_definitions(test_${dir}_vad2 PRIVATE ZINSC_AMR_SPEECH_DIR="${amr_speech_dir}")
+  set(amr_wrap_flags "")
+  foreach(f IN ITEMS vad2 r_fft)
+    list(APPEND amr_wrap_flags "-Wl,--wrap=${f}")
+  endforeach()
+  target_link_libraries(test_${dir}_vad2 PRIVATE zinsc_static zinsc_peer_amrnb_vad2 ${amr_wrap_flags}
+    GTest::gtest_main Threads::Threads)
+  gtest_discover_tests(test_${dir}_vad2 DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 600)
+else()
+  message(STATUS "opencore-amr source not found: the VAD option 2 captures are not built "
+    "(add a deb-src entry for apt-get source, or set ZINSC_OPENCORE_AMR_SRC)")
+endif()
