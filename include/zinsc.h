@@ -335,6 +335,14 @@ typedef struct {
 ZINSC_API ZinStatus zinsVAD2_GSMAMR_16s(const Zin16s* pSrc, ZinGSMAMRVad2State* pState, Zin16s* pVadFlag, Zin32s ltpFlag);
 /* Real 128-point FFT of VAD option 2 in place: DC, Nyquist, then re/im of bins 1..63; halved at every stage. */
 ZINSC_API ZinStatus zinsFFTFwd_RToPerm_GSMAMR_16s_I(Zin16s* pSrcDst);
+/* Open-loop pitch search of one frame (TS 26.090 5.4): weighted speech from 4 x 11 numerator and denominator coefficients
+ * (Q12) over pSpeech[0..169] (10 samples of history first), 143 words of weighted history in/out, 2 lags and 2 gain flags out;
+ * oldT0Median, adaptiveWeight and the 5 old lags serve the 10.2 kbit/s weighted search. Checks the rate code first. */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearchNonDTX_GSMAMR_16s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
+/* As the non-DTX search, updating the VAD option 1 tone register and writing the high-pass correlation maximum (Q15). */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD1_GSMAMR_16s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pToneFlags, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin16s* pMaxHpCorr, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
+/* As the non-DTX search, adding the chosen correlations (wrapping) and energies (saturating) into the VAD option 2 sums. */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD2_GSMAMR_16s32s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin32s* pMaxCorrSum, Zin32s* pEnergySum, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
 /* DTX hangover handler: counts, sets *pUsedRate to 25 (DTX) when due and *pSidFlag when a SID is computed. */
 ZINSC_API ZinStatus zinsEncDTXHandler_GSMAMR_16s(Zin16s* pHangCount, Zin16s* pElapsedCount, Zin16s* pUsedRate, Zin16s* pSidFlag, Zin16s vadFlag);
 /* Encoder DTX history: next row (*pHistPtr 0..7) takes the 10 LSPs and half the frame's log2 energy (Q10). */

@@ -4,7 +4,7 @@
 # runs on the same inputs beside it.
 find_library(ZINSC_OPENCORE_AMRNB_A NAMES libopencore-amrnb.a)
 if(ZINSC_OPENCORE_AMRNB_A)
-  set(amr_wrapped vad1 tx_dtx_handler dtx_buffer dtx_enc dtx_dec_activity_update)
+  set(amr_wrapped vad1 tx_dtx_handler dtx_buffer dtx_enc dtx_dec_activity_update pre_big ol_ltp hp_max)
   set(amr_wrap_flags "")
   foreach(f IN LISTS amr_wrapped)
     list(APPEND amr_wrap_flags "-Wl,--wrap=${f}")
@@ -105,7 +105,7 @@ if(amr_src AND EXISTS ${amr_base}/amr_nb/common/src/vad2.cpp)
   target_compile_options(test_${dir}_vad2 PRIVATE ${ZINSC_ARCH_FLAGS} -Wall -Wextra)
   target_compile_definitions(test_${dir}_vad2 PRIVATE ZINSC_AMR_SPEECH_DIR="${amr_speech_dir}")
   set(amr_wrap_flags "")
-  foreach(f IN ITEMS vad2 r_fft)
+  foreach(f IN ITEMS vad2 r_fft pre_big ol_ltp)
     list(APPEND amr_wrap_flags "-Wl,--wrap=${f}")
   endforeach()
   target_link_libraries(test_${dir}_vad2 PRIVATE zinsc_static zinsc_peer_amrnb_vad2 ${amr_wrap_flags}

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "capture.h"
+#include "ol_capture.h"
 #include "zinsc.h"
 
 #ifdef ZINSC_HAVE_OPENCORE_AMRNB
@@ -145,6 +146,42 @@ extern "C" void __wrap_dtx_dec_activity_update(PeerDtxDec* st, Word16 lsf[], Wor
 
 namespace {
 
+struct Vad1Access {
+    static constexpr int kOption = 1;
+    PeerVad1* v;
+    Zin16s tone() const { return v->tone; }
+    Zin16s hp() const { return v->best_corr_hp; }
+    Zin32s rmax() const { return 0; }
+    Zin32s r0() const { return 0; }
+};
+
+}  // namespace
+
+extern "C" void __wrap_pre_big(int mode, const Word16 gamma1[], const Word16 gamma1_12k2[], const Word16 gamma2[],
+                               Word16 A_t[], Word16 frameOffset, Word16 speech[], Word16 mem_w[], Word16 wsp[],
+                               Flag* pOverflow) {
+    if (cap().active) amrcap::ol_pre_big(mode, gamma1, gamma1_12k2, gamma2, A_t, frameOffset, speech, mem_w, wsp);
+    __real_pre_big(mode, gamma1, gamma1_12k2, gamma2, A_t, frameOffset, speech, mem_w, wsp, pOverflow);
+}
+
+extern "C" void __wrap_ol_ltp(PeerOlWeight* st, void* vadSt, int mode, Word16 wsp[], Word16* T_op,
+                              Word16 old_lags[], Word16 ol_gain_flg[], Word16 idx, Flag dtx, Flag* pOverflow) {
+    if (!cap().active) return __real_ol_ltp(st, vadSt, mode, wsp, T_op, old_lags, ol_gain_flg, idx, dtx, pOverflow);
+    Vad1Access a{static_cast<PeerVad1*>(vadSt)};
+    amrcap::ol_before_search(st, old_lags, ol_gain_flg, a);
+    __real_ol_ltp(st, vadSt, mode, wsp, T_op, old_lags, ol_gain_flg, idx, dtx, pOverflow);
+    amrcap::ol_after_search(st, T_op, old_lags, ol_gain_flg, idx, dtx, mode <= 1 || idx == 1, a);
+}
+
+extern "C" Word16 __wrap_hp_max(Word32 corr[], Word16 scal_sig[], Word16 L_frame, Word16 lag_max, Word16 lag_min,
+                                Word16* cor_hp_max, Flag* pOverflow) {
+    const Word16 r = __real_hp_max(corr, scal_sig, L_frame, lag_max, lag_min, cor_hp_max, pOverflow);
+    if (cap().active) amrcap::ol_hp_max(corr, scal_sig, L_frame, lag_max, lag_min, *cor_hp_max);
+    return r;
+}
+
+namespace {
+
 // Codes the whole signal at each mode with the reference encoder and
 // decodes it with the reference decoder, the captures running.
 void run_peer(const std::vector<std::int16_t>& speech, bool dtx, std::initializer_list<int> modes) {
@@ -197,6 +234,18 @@ TEST_F(GsmAmrPeer, Vad1AndDtxAtEveryModeWithDtxOn) {
     EXPECT_GT(cap().calls["dtx_enc sid"], 100) << report();
     EXPECT_GT(cap().calls["dtx_enc"], cap().calls["dtx_enc sid"]) << report();
     EXPECT_GT(cap().calls["dtx_dec_activity_update"], frames / 2) << report();
+    EXPECT_EQ(cap().calls["ol DTXVAD1"], frames) << report();
+    EXPECT_GT(cap().calls["ol tone"], 100) << report();
+    EXPECT_GT(cap().calls["ol weighted voiced halves"], 200) << report();
+    if (std::getenv("ZINSC_AMR_REPORT")) std::printf("%s", report().c_str());
+}
+
+TEST_F(GsmAmrPeer, OpenLoopSearchAtEveryModeWithDtxOff) {
+    run_peer(speech_, false, {kMR475, kMR515, kMR59, kMR67, kMR74, kMR795, kMR102, kMR122});
+    const long frames = static_cast<long>(speech_.size() / 160) * 8;
+    EXPECT_TRUE(cap().mismatches.empty()) << report();
+    EXPECT_EQ(cap().calls["ol NonDTX"], frames) << report();
+    EXPECT_GT(cap().calls["ol weighted voiced halves"], 200) << report();
     if (std::getenv("ZINSC_AMR_REPORT")) std::printf("%s", report().c_str());
 }
 

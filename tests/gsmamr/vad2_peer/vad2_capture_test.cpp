@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "capture.h"
+#include "ol_capture.h"
 #include "zinsc.h"
 
 extern "C" {
@@ -145,6 +146,35 @@ extern "C" void __wrap_r_fft(Word16* farray_ptr, Flag* pOverflow) {
 
 namespace {
 
+struct Vad2Access {
+    static constexpr int kOption = 2;
+    PeerVad2* v;
+    Zin16s tone() const { return 0; }
+    Zin16s hp() const { return 0; }
+    Zin32s rmax() const { return v->L_Rmax; }
+    Zin32s r0() const { return v->L_R0; }
+};
+
+}  // namespace
+
+extern "C" void __wrap_pre_big(int mode, const Word16 gamma1[], const Word16 gamma1_12k2[], const Word16 gamma2[],
+                               Word16 A_t[], Word16 frameOffset, Word16 speech[], Word16 mem_w[], Word16 wsp[],
+                               Flag* pOverflow) {
+    if (cap().active) amrcap::ol_pre_big(mode, gamma1, gamma1_12k2, gamma2, A_t, frameOffset, speech, mem_w, wsp);
+    __real_pre_big(mode, gamma1, gamma1_12k2, gamma2, A_t, frameOffset, speech, mem_w, wsp, pOverflow);
+}
+
+extern "C" void __wrap_ol_ltp(PeerOlWeight* st, void* vadSt, int mode, Word16 wsp[], Word16* T_op,
+                              Word16 old_lags[], Word16 ol_gain_flg[], Word16 idx, Flag dtx, Flag* pOverflow) {
+    if (!cap().active) return __real_ol_ltp(st, vadSt, mode, wsp, T_op, old_lags, ol_gain_flg, idx, dtx, pOverflow);
+    Vad2Access a{static_cast<PeerVad2*>(vadSt)};
+    amrcap::ol_before_search(st, old_lags, ol_gain_flg, a);
+    __real_ol_ltp(st, vadSt, mode, wsp, T_op, old_lags, ol_gain_flg, idx, dtx, pOverflow);
+    amrcap::ol_after_search(st, T_op, old_lags, ol_gain_flg, idx, dtx, mode <= 1 || idx == 1, a);
+}
+
+namespace {
+
 std::string report() {
     std::string r;
     for (const auto& [fn, n] : cap().calls) r += "  " + fn + ": " + std::to_string(n) + "\n";
@@ -175,6 +205,7 @@ TEST(GsmAmrPeerVad2, Vad2AndTransformAtEveryMode) {
     // the reference's rounded one are left out of the comparison; they must
     // stay a small share.
     EXPECT_LT(cap().calls["vad2 departure frames"], frames / 5) << report();
+    EXPECT_EQ(cap().calls["ol DTXVAD2"], frames) << report();
     if (std::getenv("ZINSC_AMR_REPORT")) std::printf("%s", report().c_str());
 }
 
