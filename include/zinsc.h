@@ -343,6 +343,8 @@ ZINSC_API ZinStatus zinsOpenLoopPitchSearchNonDTX_GSMAMR_16s(const Zin16s* pWeig
 ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD1_GSMAMR_16s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pToneFlags, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin16s* pMaxHpCorr, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
 /* As the non-DTX search, adding the chosen correlations (wrapping) and energies (saturating) into the VAD option 2 sums. */
 ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD2_GSMAMR_16s32s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin32s* pMaxCorrSum, Zin32s* pEnergySum, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
+/* Algebraic codebook decoding of one sub-frame (TS 26.090 6.1): parameter words (2, 7 at 10.2 or 10 at 12.2 kbit/s) to 40 words. */
+ZINSC_API ZinStatus zinsFixedCodebookDecode_GSMAMR_16s(const Zin16s* pParams, Zin16s* pCode, int subframe, ZinSpeechBitrate rateCode);
 /* DTX hangover handler: counts, sets *pUsedRate to 25 (DTX) when due and *pSidFlag when a SID is computed. */
 ZINSC_API ZinStatus zinsEncDTXHandler_GSMAMR_16s(Zin16s* pHangCount, Zin16s* pElapsedCount, Zin16s* pUsedRate, Zin16s* pSidFlag, Zin16s vadFlag);
 /* Encoder DTX history: next row (*pHistPtr 0..7) takes the 10 LSPs and half the frame's log2 energy (Q10). */

@@ -76,4 +76,12 @@ void __real_dtx_enc(PeerDtxEnc* st, Word16 computeSidFlag, PeerQPlsf* qSt, PeerG
                     Flag* pOverflow);
 void __real_dtx_dec_activity_update(PeerDtxDec* st, Word16 lsf[], Word16 frame[], Flag* pOverflow);
 
+void __real_decode_2i40_9bits(Word16 subNr, Word16 sign, Word16 index, const Word16* startPos, Word16 cod[],
+                              Flag* pOverflow);
+void __real_decode_2i40_11bits(Word16 sign, Word16 index, Word16 cod[]);
+void __real_decode_3i40_14bits(Word16 sign, Word16 index, Word16 cod[]);
+void __real_decode_4i40_17bits(Word16 sign, Word16 index, const Word16* dgray, Word16 cod[]);
+void __real_dec_8i40_31bits(Word16 index[], Word16 cod[], Flag* pOverflow);
+void __real_dec_10i40_35bits(Word16 index[], Word16 cod[], const Word16* dgray);
+
 }  // extern "C"

@@ -182,6 +182,50 @@ extern "C" Word16 __wrap_hp_max(Word32 corr[], Word16 scal_sig[], Word16 L_frame
 
 namespace {
 
+// One decoded innovation against the export, the rate told by the function.
+void compare_decode(const char* fn, const std::vector<Zin16s>& params, int subframe, int rate, const Word16* cod) {
+    cap().calls[fn]++;
+    std::vector<Zin16s> ours(40, 12345);
+    const ZinStatus s = zinsFixedCodebookDecode_GSMAMR_16s(params.data(), ours.data(), subframe,
+                                                           static_cast<ZinSpeechBitrate>(rate));
+    if (s != zinStsNoErr) cap().mismatch(fn, "status " + std::to_string(s));
+    same(fn, "code", cod, ours.data(), 40);
+}
+
+int g_subframe = 0;  // sub-frame of the 9-bit decode, which alone depends on it
+
+}  // namespace
+
+extern "C" void __wrap_decode_2i40_9bits(Word16 subNr, Word16 sign, Word16 index, const Word16* startPos,
+                                         Word16 cod[], Flag* pOverflow) {
+    __real_decode_2i40_9bits(subNr, sign, index, startPos, cod, pOverflow);
+    if (cap().active) compare_decode("decode_2i40_9bits", {index, sign}, subNr, 0, cod);
+}
+extern "C" void __wrap_decode_2i40_11bits(Word16 sign, Word16 index, Word16 cod[]) {
+    __real_decode_2i40_11bits(sign, index, cod);
+    if (cap().active) compare_decode("decode_2i40_11bits", {index, sign}, g_subframe, 3, cod);
+}
+extern "C" void __wrap_decode_3i40_14bits(Word16 sign, Word16 index, Word16 cod[]) {
+    __real_decode_3i40_14bits(sign, index, cod);
+    if (cap().active) compare_decode("decode_3i40_14bits", {index, sign}, g_subframe, 6, cod);
+}
+extern "C" void __wrap_decode_4i40_17bits(Word16 sign, Word16 index, const Word16* dgray, Word16 cod[]) {
+    __real_decode_4i40_17bits(sign, index, dgray, cod);
+    if (cap().active) compare_decode("decode_4i40_17bits", {index, sign}, g_subframe, 8, cod);
+}
+extern "C" void __wrap_dec_8i40_31bits(Word16 index[], Word16 cod[], Flag* pOverflow) {
+    const std::vector<Zin16s> params(index, index + 7);
+    __real_dec_8i40_31bits(index, cod, pOverflow);
+    if (cap().active) compare_decode("dec_8i40_31bits", params, g_subframe, 11, cod);
+}
+extern "C" void __wrap_dec_10i40_35bits(Word16 index[], Word16 cod[], const Word16* dgray) {
+    const std::vector<Zin16s> params(index, index + 10);
+    __real_dec_10i40_35bits(index, cod, dgray);
+    if (cap().active) compare_decode("dec_10i40_35bits", params, g_subframe, 12, cod);
+}
+
+namespace {
+
 // Codes the whole signal at each mode with the reference encoder and
 // decodes it with the reference decoder, the captures running.
 void run_peer(const std::vector<std::int16_t>& speech, bool dtx, std::initializer_list<int> modes) {
@@ -245,6 +289,14 @@ TEST_F(GsmAmrPeer, OpenLoopSearchAtEveryModeWithDtxOff) {
     const long frames = static_cast<long>(speech_.size() / 160) * 8;
     EXPECT_TRUE(cap().mismatches.empty()) << report();
     EXPECT_EQ(cap().calls["ol NonDTX"], frames) << report();
+    // Every sub-frame decoded, at each mode by its decoder.
+    const long subframes = frames / 8 * 4;
+    EXPECT_EQ(cap().calls["decode_2i40_9bits"], 2 * subframes) << report();
+    EXPECT_EQ(cap().calls["decode_2i40_11bits"], subframes) << report();
+    EXPECT_EQ(cap().calls["decode_3i40_14bits"], subframes) << report();
+    EXPECT_EQ(cap().calls["decode_4i40_17bits"], 2 * subframes) << report();
+    EXPECT_EQ(cap().calls["dec_8i40_31bits"], subframes) << report();
+    EXPECT_EQ(cap().calls["dec_10i40_35bits"], subframes) << report();
     EXPECT_GT(cap().calls["ol weighted voiced halves"], 200) << report();
     if (std::getenv("ZINSC_AMR_REPORT")) std::printf("%s", report().c_str());
 }
