@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -42,6 +43,11 @@ class Decoder {
 public:
     virtual ~Decoder() = default;
     virtual void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) = 0;
+    // Why the stream cannot be of this codec, once decode met such a frame
+    // (decoding stops there); empty while the stream looks right.
+    virtual std::string error() const { return {}; }
+    // Octets held back after the last decode that make no whole frame.
+    virtual std::size_t pending_octets() const { return 0; }
 };
 
 struct CodecInfo {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include <immintrin.h>
 
@@ -678,7 +679,7 @@ public:
     explicit GsmDecoder(const CodecOptions& o) : wav49_(o.wav49) { st_.reset(); }
     void decode(const uint8_t* data, std::size_t bytes, std::vector<int16_t>& out) override {
         const std::size_t unit = wav49_ ? kPairOctets : kFrameOctets;
-        while (bytes > 0) {
+        while (bytes > 0 && error_.empty()) {
             const std::size_t n = std::min(bytes, unit - fill_);
             std::memcpy(buf_ + fill_, data, n);
             fill_ += n;
@@ -694,23 +695,30 @@ public:
                 decode_frame(st_, a, out.data() + at);
                 decode_frame(st_, b, out.data() + at + kFrameSamples);
             } else {
+                // Every 33-octet frame opens with the signature nibble 0xD:
+                // without it the stream is not GSM 06.10 (or lost its framing).
                 Params p;
+                if (!unpack(buf_, p)) {
+                    error_ = "frame " + std::to_string(frames_) + " (octet " + std::to_string(frames_ * kFrameOctets) +
+                             ") lacks the GSM 06.10 signature 0xD: not a GSM 06.10 stream";
+                    return;
+                }
                 out.resize(at + kFrameSamples);
-                // A frame without the signature is not speech: silence, and
-                // the decoder's memories stay as they were.
-                if (unpack(buf_, p))
-                    decode_frame(st_, p, out.data() + at);
-                else
-                    std::memset(out.data() + at, 0, kFrameSamples * sizeof(int16_t));
+                decode_frame(st_, p, out.data() + at);
             }
+            ++frames_;
         }
     }
+    std::string error() const override { return error_; }
+    std::size_t pending_octets() const override { return fill_; }
 
 private:
     DecoderState st_;
     bool wav49_;
     uint8_t buf_[kPairOctets];
     std::size_t fill_ = 0;
+    std::size_t frames_ = 0;
+    std::string error_;
 };
 
 std::unique_ptr<Encoder> make_encoder(const CodecOptions& o) { return std::make_unique<GsmEncoder>(o); }

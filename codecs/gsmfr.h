@@ -25,7 +25,7 @@ struct Params {
 // Encoder memories; all zero at the start of a stream but the two that
 // reset() sets.
 struct EncoderState {
-    int32_t hp[2];          // offset compensation: z2, z1
+    int32_t hp[2];          // offset compensation: z2, then z1 in the low half of hp[1] (six bytes used)
     int16_t mp;             // preemphasis: previous sample
     int16_t u[8];           // short-term analysis lattice
     int16_t LARpp_prev[8];  // decoded LARs of the previous frame

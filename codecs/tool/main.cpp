@@ -121,6 +121,7 @@ std::vector<int16_t> read_wav(const std::string& path, int rate) {
     if (info.rate != rate)
         fail(1, "'" + path + "' is sampled at " + std::to_string(info.rate) + " Hz; the codec needs " +
                     std::to_string(rate) + " Hz");
+    if (pcm.empty()) fail(1, "'" + path + "' holds no samples");
     return pcm;
 }
 
@@ -143,6 +144,7 @@ std::vector<uint8_t> read_bytes(const std::string& path) {
     std::size_t n;
     while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) v.insert(v.end(), buf, buf + n);
     std::fclose(f);
+    if (v.empty()) fail(1, "'" + path + "' is empty");
     return v;
 }
 
@@ -233,6 +235,11 @@ int run_decode(const Args& a) {
     const auto t0 = Clock::now();
     dec->decode(bits.data(), bits.size(), out);
     const double t = seconds_since(t0);
+    if (const std::string e = dec->error(); !e.empty()) fail(1, "'" + a.in + "': " + e);
+    if (const std::size_t left = dec->pending_octets())
+        std::fprintf(stderr, "zinsc: warning: '%s' ends in %zu octets that make no whole %s frame; they were ignored\n",
+                     a.in.c_str(), left, c.name);
+    if (out.empty()) fail(1, "'" + a.in + "' holds no whole " + std::string(c.name) + " frame");
     write_wav(a.out, c.sample_rate, to_linear(out, a.options.law), sndfile_format(a.options.law));
     const double audio = double(out.size()) / c.sample_rate;
     std::printf("decode %s: %.2f s of audio, %.1f kbit/s, %.0fx real time\n", c.name, audio, c.bit_rate / 1000.0,

@@ -4,6 +4,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <cstring>
 
 #include "../frame/registry.h"
 #include "../kernels/fixed_point.h"
@@ -74,8 +75,13 @@ inline bool hp_block_unwrapped(const Zin16s* x, Zin16s* y, HpState& st) {
     return true;
 }
 
+// The caller's memory is six bytes: the 32-bit z2, then the 16-bit z1 at
+// byte 4. z1 is a sample shifted right 3 and left 2, so 16 bits hold it.
 void high_pass(const Zin16s* src, Zin16s* dst, int len, Zin32s* mem) {
-    HpState st{static_cast<std::uint32_t>(mem[0]), Zin32s{static_cast<Zin16s>(mem[1])}};
+    unsigned char* z1 = reinterpret_cast<unsigned char*>(mem) + 4;
+    Zin16s z1v;
+    std::memcpy(&z1v, z1, 2);
+    HpState st{static_cast<std::uint32_t>(mem[0]), Zin32s{z1v}};
     int n = 0;
     if ((len & 7) == 0) {
         // Blocks of eight; a block whose sums leave the 32-bit range (only
@@ -88,7 +94,8 @@ void high_pass(const Zin16s* src, Zin16s* dst, int len, Zin32s* mem) {
         for (; n < len; ++n) dst[n] = hp_step(src[n], st);
     }
     mem[0] = static_cast<Zin32s>(st.z2);
-    mem[1] = st.z1;
+    z1v = static_cast<Zin16s>(st.z1);
+    std::memcpy(z1, &z1v, 2);
 }
 
 // ---- 4.2.3 preemphasis -------------------------------------------------

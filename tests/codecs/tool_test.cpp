@@ -73,38 +73,66 @@ TEST(Tool, Help) {
     EXPECT_NE(zinsc("").status, 0) << "no command is a usage error";
 }
 
-TEST(Tool, ClearFailures) {
-    ToolRun r = zinsc("roundtrip -c g726-99 " + kSpeech8k + " " + (scratch() / "x.wav").string());
-    EXPECT_NE(r.status, 0);
-    EXPECT_NE(r.err.find("unknown codec 'g726-99'"), std::string::npos) << r.err;
-    EXPECT_NE(r.err.find("g726-32"), std::string::npos) << "lists the known codecs";
-
-    r = zinsc("encode -c g726-32 " + (scratch() / "missing.wav").string() + " " + (scratch() / "x.g726").string());
-    EXPECT_NE(r.status, 0);
-    EXPECT_NE(r.err.find("cannot open"), std::string::npos) << r.err;
-
-    r = zinsc("roundtrip -c g726-32 " + kSpeech16k + " " + (scratch() / "x.wav").string());
-    EXPECT_NE(r.status, 0);
-    EXPECT_NE(r.err.find("16000 Hz"), std::string::npos) << r.err;
-
-    // A stereo file at the right rate.
-    const fs::path stereo = scratch() / "stereo.wav";
+void write_wav(const fs::path& p, int rate, int channels, const std::vector<short>& pcm) {
     SF_INFO info{};
-    info.samplerate = 8000;
-    info.channels = 2;
+    info.samplerate = rate;
+    info.channels = channels;
     info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-    SNDFILE* f = sf_open(stereo.c_str(), SFM_WRITE, &info);
+    SNDFILE* f = sf_open(p.c_str(), SFM_WRITE, &info);
     ASSERT_NE(f, nullptr);
-    std::vector<short> pcm(1600, 100);
     sf_write_short(f, pcm.data(), static_cast<sf_count_t>(pcm.size()));
     sf_close(f);
-    r = zinsc("encode -c g726-32 " + stereo.string() + " " + (scratch() / "x.g726").string());
-    EXPECT_NE(r.status, 0);
-    EXPECT_NE(r.err.find("2 channels"), std::string::npos) << r.err;
+}
 
-    r = zinsc("encode -c g726-32 --law xyz " + kSpeech8k + " " + (scratch() / "x.g726").string());
-    EXPECT_NE(r.status, 0);
-    EXPECT_NE(r.err.find("unknown law"), std::string::npos) << r.err;
+void write_bytes(const fs::path& p, const std::vector<unsigned char>& v) {
+    std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(v.data()), static_cast<std::streamsize>(v.size()));
+}
+
+// Bad input of every kind: a clear message and a non-zero exit, no output.
+TEST(Tool, ClearFailures) {
+    const fs::path d = scratch();
+    write_wav(d / "stereo.wav", 8000, 2, std::vector<short>(1600, 100));
+    write_wav(d / "empty.wav", 8000, 1, {});
+    std::vector<unsigned char> noise(33 * 20);
+    for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<unsigned char>(i * 37 + 11);
+    noise[0] = 0x3A;  // the first frame lacks the signature nibble
+    write_bytes(d / "noise.gsm", noise);
+    write_bytes(d / "empty.gsm", {});
+    const std::string out = std::string(" ").append((d / "x.out").string());
+    const struct {
+        std::string args, message;
+    } cases[] = {
+        {"roundtrip -c g726-99 " + kSpeech8k + out, "unknown codec 'g726-99'; known: g726-16"},
+        {"encode -c g726-32 " + (d / "missing.wav").string() + out, "cannot open"},
+        {"roundtrip -c g726-32 " + kSpeech16k + out, "16000 Hz"},
+        {"encode -c g726-32 " + (d / "stereo.wav").string() + out, "2 channels"},
+        {"encode -c g726-32 " + (d / "empty.wav").string() + out, "holds no samples"},
+        {"encode -c g726-32 --law xyz " + kSpeech8k + out, "unknown law"},
+        {"decode -c gsm-fr " + (d / "noise.gsm").string() + out, "frame 0 (octet 0) lacks the GSM 06.10 signature"},
+        {"decode -c gsm-fr " + (d / "empty.gsm").string() + out, "is empty"},
+    };
+    for (const auto& c : cases) {
+        fs::remove(d / "x.out");
+        const ToolRun r = zinsc(c.args);
+        EXPECT_NE(r.status, 0) << c.args;
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+        EXPECT_FALSE(fs::exists(d / "x.out")) << c.args << ": no partial result";
+    }
+}
+
+// A stream that stops inside a frame: its whole frames decode, with a warning
+// that counts the octets left over.
+TEST(Tool, TrailingPartialFrameIsReported) {
+    const fs::path bits = scratch() / "speech.gsm", cut = scratch() / "cut.gsm", wav = scratch() / "cut.wav";
+    ASSERT_EQ(zinsc("encode -c gsm-fr " + kSpeech8k + " " + bits.string()).status, 0);
+    std::ifstream in(bits, std::ios::binary);
+    std::vector<unsigned char> v((std::istreambuf_iterator<char>(in)), {});
+    v.resize(33 * 10 + 20);
+    write_bytes(cut, v);
+    const ToolRun r = zinsc("decode -c gsm-fr " + cut.string() + " " + wav.string());
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("ends in 20 octets that make no whole gsm-fr frame"), std::string::npos) << r.err;
+    EXPECT_EQ(frames(wav), 1600);
 }
 
 // Roundtrip equals encode then decode, and reports its summary line.

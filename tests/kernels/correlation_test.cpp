@@ -1,30 +1,23 @@
-// Correlation, lag-search and convolution exports through the public entries:
-// check orders, boundaries, tie rules, and every path against a plain scalar
-// statement on random and extreme input over many lengths and misaligned
-// pointers. The _NR convolution is also held against the basic operators.
+// Correlation, lag-search and convolution exports, each described once for the
+// checking harness: its plain statement, its arguments and its checks in order.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <cstdint>
-#include <vector>
 
+#include "check.h"
 #include "kernels/fixed_point.h"
-#include "test_util.h"
-#include "zinsc.h"
 
 namespace {
 
-using zt::Misaligned;
-using zt::Pattern;
-namespace fx = zin::fx;
-
-// ---- plain statements ----------------------------------------------------
-
+using zt::Buf;
+using zt::by_off;
+using zt::Gen;
 using zt::sat16;
 using zt::sat32;
 constexpr auto wrap = zt::wrap32;
+namespace fx = zin::fx;
 
 // Exact sum over i < n of a[i] * b[i + k].
 int64_t corr(const int16_t* a, const int16_t* b, int n, int k) {
@@ -47,321 +40,275 @@ int32_t sfs(int64_t a, int s) {
     return sat32(a);
 }
 
-constexpr auto lengths = zt::short_lengths;
-
-// ---- checks --------------------------------------------------------------
-
-TEST(Correlation, CheckOrder) {
-    int16_t a[16] = {1}, d16[16];
-    int32_t d32[16];
-    int n = 0, lag = 0;
-    int32_t mx = 0;
-    std::fill(d16, d16 + 16, 77);
-    std::fill(d32, d32 + 16, 77);
-
-    EXPECT_EQ(zinsAutoCorr_16s32s(nullptr, 0, d32, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsAutoCorr_16s32s(a, 0, d32, 1), zinStsSizeErr);
-    EXPECT_EQ(zinsAutoCorr_16s32s(a, 1, d32, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsAutoCorr_NormE_16s32s(a, 0, d32, 0, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsAutoCorr_NormE_16s32s(a, 4, d32, 0, &n), zinStsSizeErr);
-    EXPECT_EQ(zinsAutoCorr_NormE_NR_16s(a, -1, d16, 1, &n), zinStsSizeErr);
-    EXPECT_EQ(zinsAutoCorr_NormE_NR_16s(a, 1, nullptr, 1, &n), zinStsNullPtrErr);
-
-    EXPECT_EQ(zinsCrossCorr_16s32s_Sfs(a, nullptr, 0, d32, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsCrossCorr_16s32s_Sfs(a, a, 0, d32, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsCrossCorr_NR_16s32s(a, a, 4, d32, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsCrossCorr_NR_16s32s(a, a, 4, nullptr, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsCrossCorr_NR_16s_Sfs(a, a, 0, d16, 1, -1), zinStsSizeErr);
-    EXPECT_EQ(zinsCrossCorr_NR_16s_Sfs(a, a, 4, d16, 0, -1), zinStsSizeErr);
-    EXPECT_EQ(zinsCrossCorr_NR_16s_Sfs(a, a, 4, d16, 1, -1), zinStsScaleRangeErr);
-    EXPECT_EQ(zinsCrossCorr_NR_16s(nullptr, a, 0, d16, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsCrossCorr_NR_16s(a, a, 1, d16, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsCrossCorr_NormM_16s(a, a, 0, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsCrossCorr_NormM_16s(a, a, 0, d16), zinStsSizeErr);
-
-    EXPECT_EQ(zinsCrossCorrLagMax_16s(a, a, 0, -1, &mx, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsCrossCorrLagMax_16s(a, a, 0, -1, &mx, &lag), zinStsSizeErr);
-    mx = 5;
-    lag = 5;
-    EXPECT_EQ(zinsCrossCorrLagMax_16s(a, a, 4, -1, &mx, &lag), zinStsRangeErr);
-    EXPECT_EQ(mx, 5);
-    EXPECT_EQ(lag, 5);
-    float f[16] = {};
-    double dm = 0;
-    float fm = 0;
-    EXPECT_EQ(zinsCrossCorrLagMax_32f64f(f, f, 4, 0, nullptr, &lag), zinStsNullPtrErr);
-    EXPECT_EQ(zinsCrossCorrLagMax_32f64f(f, f, 0, -1, &dm, &lag), zinStsSizeErr);
-    EXPECT_EQ(zinsCrossCorrLagMax_32f64f(f, f, 1, -1, &dm, &lag), zinStsRangeErr);
-    EXPECT_EQ(zinsAutoCorrLagMax_Fwd_16s(nullptr, 0, 0, 0, &mx, &lag), zinStsNullPtrErr);
-    EXPECT_EQ(zinsAutoCorrLagMax_Fwd_16s(a, 0, 0, 0, &mx, &lag), zinStsSizeErr);
-    EXPECT_EQ(zinsAutoCorrLagMax_Inv_16s(a, 4, 0, 0, nullptr, &lag), zinStsNullPtrErr);
-    EXPECT_EQ(zinsAutoCorrLagMax_Inv_16s(a, -4, 0, 0, &mx, &lag), zinStsSizeErr);
-    EXPECT_EQ(zinsAutoCorrLagMax_32f(f, 4, 0, 0, &fm, nullptr), zinStsNullPtrErr);
-    EXPECT_EQ(zinsAutoCorrLagMax_32f(f, 0, 0, 0, &fm, &lag), zinStsSizeErr);
-
-    EXPECT_EQ(zinsConvPartial_16s32s(a, a, nullptr, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsConvPartial_16s32s(a, a, d32, 0), zinStsSizeErr);
-    // The scale test of the truncating convolution precedes the length test.
-    EXPECT_EQ(zinsConvPartial_16s_Sfs(a, a, nullptr, 0, -1), zinStsNullPtrErr);
-    EXPECT_EQ(zinsConvPartial_16s_Sfs(a, a, d16, 0, -1), zinStsBadArgErr);
-    EXPECT_EQ(zinsConvPartial_16s_Sfs(a, a, d16, 0, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsConvPartial_NR_16s(a, nullptr, d16, 0), zinStsNullPtrErr);
-    EXPECT_EQ(zinsConvPartial_NR_16s(a, a, d16, 0), zinStsSizeErr);
-    EXPECT_EQ(zinsConvPartial_NR_Low_16s(a, a, d16, -3), zinStsSizeErr);
-
-    EXPECT_TRUE(std::all_of(d16, d16 + 16, [](int16_t v) { return v == 77; })) << "nothing written on a refused call";
-    EXPECT_TRUE(std::all_of(d32, d32 + 16, [](int32_t v) { return v == 77; })) << "nothing written on a refused call";
-}
+const zt::Sweep kQuadratic = zt::quadratic_sweep();
 
 // ---- autocorrelation -----------------------------------------------------
 
-TEST(Correlation, AutoCorrMatchesPlainSums) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        Misaligned<int16_t> src(len, off);
-        src.assign(v);
-        for (int lags : {1, 3, 9, 10, 11, len, len + 5}) {
-            Misaligned<int32_t> dst(lags, off + 1);
-            ASSERT_EQ(zinsAutoCorr_16s32s(src.data(), len, dst.data(), lags), zinStsNoErr);
-            for (int k = 0; k < lags; ++k) {
-                const int32_t want = k < len ? wrap(corr(v.data(), v.data(), len - k, k)) : 0;
-                ASSERT_EQ(dst.data()[k], want) << "len " << len << " lag " << k;
-            }
-            ASSERT_TRUE(dst.guards_intact());
-        }
-    });
+struct Auto {
+    Buf<int16_t> src;
+    int len, lags;
+    Buf<int32_t> dst;
+    Buf<int> norm;
+    Buf<int16_t> d16;
+    auto bufs() { return std::tie(src, dst, norm, d16); }
+};
+
+Auto make_auto(Gen& g) {
+    const int lags = by_off(g, {1, 3, 9, 10, 11, g.len, g.len + 5, 12});
+    return {g.in16(g.len), g.len, lags, g.out<int32_t>(lags), g.out<int>(1), g.out<int16_t>(lags)};
+}
+
+template <class B>
+std::vector<zt::Check<Auto>> auto_checks(B Auto::*dst) {
+    return {zt::null(&Auto::src), zt::null(dst), zt::set(zinStsSizeErr, &Auto::len, 0),
+            zt::set(zinStsSizeErr, &Auto::lags, 0), zt::set(zinStsSizeErr, &Auto::len, -1)};
+}
+
+TEST(Correlation, AutoCorr) {
+    zt::check(zt::Export<Auto>{"zinsAutoCorr_16s32s", make_auto,
+                               [](Auto& a) { return zinsAutoCorr_16s32s(a.src, a.len, a.dst, a.lags); },
+                               [](Auto& a) {
+                                   for (int k = 0; k < a.lags; ++k) a.dst[k] = k < a.len ? wrap(corr(a.src, a.src, a.len - k, k)) : 0;
+                                   return zinStsNoErr;
+                               },
+                               auto_checks(&Auto::dst)},
+              kQuadratic);
 }
 
 TEST(Correlation, AutoCorrNormE) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        Misaligned<int16_t> src(len, off);
-        src.assign(v);
-        const int lags = std::min(len + 2, 12);
-        const int64_t e = corr(v.data(), v.data(), len, 0);
-        Misaligned<int32_t> dst(lags, off, 99);
-        int norm = -5;
-        const ZinStatus st = zinsAutoCorr_NormE_16s32s(src.data(), len, dst.data(), lags, &norm);
-        if (e > 0x3FFFFFFF) {
-            ASSERT_EQ(st, zinStsOverflow);
-            ASSERT_EQ(norm, -5);
-            ASSERT_EQ(dst.data()[0], 99);
-            return;
-        }
-        ASSERT_EQ(st, zinStsNoErr);
-        const uint32_t e2 = static_cast<uint32_t>(2 * e + 1);
-        const int n = __builtin_clz(e2) - 1;
-        ASSERT_EQ(norm, n);
-        ASSERT_EQ(static_cast<uint32_t>(dst.data()[0]), e2 << n);
-        for (int k = 1; k < lags; ++k) {
-            const uint32_t c = k < len ? static_cast<uint32_t>(corr(v.data(), v.data(), len - k, k)) : 0;
-            ASSERT_EQ(static_cast<uint32_t>(dst.data()[k]), c << (n + 1)) << len << " " << k;
-        }
-
-        Misaligned<int16_t> d16(lags, off);
-        ASSERT_EQ(zinsAutoCorr_NormE_NR_16s(src.data(), len, d16.data(), lags, &norm), zinStsNoErr);
-        int64_t es = std::min<int64_t>(e, INT32_MAX);
-        es = es < 0x40000000 ? 2 * es : INT32_MAX;
-        if (es == 0) {
-            ASSERT_EQ(norm, 0);
-            for (int k = 0; k < lags; ++k) ASSERT_EQ(d16.data()[k], 0);
-            return;
-        }
-        const int m = __builtin_clz(static_cast<uint32_t>(es)) - 1;
-        ASSERT_EQ(norm, m);
-        const int64_t en = es << m;
-        ASSERT_EQ(d16.data()[0], en >= 0x7FFF8000 ? 32767 : static_cast<int16_t>((en + 32768) >> 16));
-        for (int k = 1; k < lags; ++k) {
-            const int64_t c = k < len ? wrap(corr(v.data(), v.data(), len - k, k)) : 0;
-            ASSERT_EQ(d16.data()[k], sat16(((c << (m + 1)) + 32768) >> 16));
-        }
-    });
-}
-
-// Silence is covered by the driver above; here the energy limit itself.
-TEST(Correlation, AutoCorrNormEBoundaries) {
+    zt::check(zt::Export<Auto>{"zinsAutoCorr_NormE_16s32s", make_auto,
+                               [](Auto& a) { return zinsAutoCorr_NormE_16s32s(a.src, a.len, a.dst, a.lags, a.norm); },
+                               [](Auto& a) {
+                                   const int64_t e = corr(a.src, a.src, a.len, 0);
+                                   if (e > 0x3FFFFFFF) return zinStsOverflow;
+                                   const uint32_t e2 = static_cast<uint32_t>(2 * e + 1);
+                                   const int n = __builtin_clz(e2) - 1;
+                                   a.norm[0] = n;
+                                   a.dst[0] = static_cast<int32_t>(e2 << n);
+                                   for (int k = 1; k < a.lags; ++k) {
+                                       const uint32_t c = k < a.len ? static_cast<uint32_t>(corr(a.src, a.src, a.len - k, k)) : 0;
+                                       a.dst[k] = static_cast<int32_t>(c << (n + 1));
+                                   }
+                                   return zinStsNoErr;
+                               },
+                               auto_checks(&Auto::norm)},
+              kQuadratic);
+    zt::check(zt::Export<Auto>{"zinsAutoCorr_NormE_NR_16s", make_auto,
+                               [](Auto& a) { return zinsAutoCorr_NormE_NR_16s(a.src, a.len, a.d16, a.lags, a.norm); },
+                               [](Auto& a) {
+                                   int64_t es = std::min<int64_t>(corr(a.src, a.src, a.len, 0), INT32_MAX);
+                                   es = es < 0x40000000 ? 2 * es : INT32_MAX;
+                                   if (es == 0) {
+                                       a.norm[0] = 0;
+                                       for (int k = 0; k < a.lags; ++k) a.d16[k] = 0;
+                                       return zinStsNoErr;
+                                   }
+                                   const int m = __builtin_clz(static_cast<uint32_t>(es)) - 1;
+                                   const int64_t en = es << m;
+                                   a.norm[0] = m;
+                                   a.d16[0] = en >= 0x7FFF8000 ? 32767 : static_cast<int16_t>((en + 32768) >> 16);
+                                   for (int k = 1; k < a.lags; ++k) {
+                                       const int64_t c = k < a.len ? wrap(corr(a.src, a.src, a.len - k, k)) : 0;
+                                       a.d16[k] = sat16(((c << (m + 1)) + 32768) >> 16);
+                                   }
+                                   return zinStsNoErr;
+                               },
+                               auto_checks(&Auto::d16)},
+              kQuadratic);
+    // Energy 0x3FFFFFFF is the last one accepted.
     int32_t d[1];
     int n = 0;
-    // Energy 0x3FFFFFFF is the last accepted; one sample of 32767 is below it.
-    int16_t one[1] = {32767};
-    EXPECT_EQ(zinsAutoCorr_NormE_16s32s(one, 1, d, 1, &n), zinStsNoErr);
-    int16_t two[2] = {32767, 1};
-    EXPECT_EQ(zinsAutoCorr_NormE_16s32s(two, 2, d, 1, &n), zinStsNoErr);
-    int16_t edge[2] = {32767, 255};
+    int16_t edge[2] = {32767, 255}, big[2] = {32767, 256};
     EXPECT_EQ(zinsAutoCorr_NormE_16s32s(edge, 2, d, 1, &n), zinStsNoErr);
-    int16_t big[2] = {32767, 256};
     EXPECT_EQ(zinsAutoCorr_NormE_16s32s(big, 2, d, 1, &n), zinStsOverflow);
 }
 
 // ---- cross-correlation ---------------------------------------------------
 
-TEST(Correlation, CrossCorrScaled) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len));
-        Misaligned<int16_t> a(len, off), b(len, off + 2);
-        a.assign(v);
-        b.assign(w);
-        for (int s : {-40, -3, 0, 1, 7, 31, 40}) {
-            Misaligned<int32_t> dst(len, off);
-            ASSERT_EQ(zinsCrossCorr_16s32s_Sfs(a.data(), b.data(), len, dst.data(), s), zinStsNoErr);
-            for (int k = 0; k < len; ++k) ASSERT_EQ(dst.data()[k], sfs(corr(v.data(), w.data(), len - k, k), s)) << len << " " << k;
-            ASSERT_TRUE(dst.guards_intact());
-        }
-        // Both inputs at full scale of the same sign: the saturating end.
-        std::vector<int16_t> f(static_cast<std::size_t>(len), -32768);
-        std::vector<int32_t> d(static_cast<std::size_t>(len));
-        ASSERT_EQ(zinsCrossCorr_16s32s_Sfs(f.data(), f.data(), len, d.data(), 0), zinStsNoErr);
-        ASSERT_EQ(d[0], sat32(int64_t{len} << 30));
-    });
+struct Cross {
+    Buf<int16_t> a, b;
+    int len, lags, sf;
+    Buf<int32_t> d32;
+    Buf<int16_t> d16;
+    auto bufs() { return std::tie(a, b, d32, d16); }
+};
+
+// Lags 0 is the full-length form: b holds len samples and dst len values.
+Cross make_cross(Gen& g, bool lagged, bool small_b = false) {
+    const int lags = lagged ? by_off(g, {1, 4, 5, 40}) : 0;
+    const int out = lagged ? lags : g.len;
+    return {g.in16(g.len), small_b ? g.in16(g.len + lags, -3000, 3000) : g.in16(g.len + lags), g.len, lags,
+            by_off(g, {-40, -3, 0, 1, 7, 31, 40, 12}), g.out<int32_t>(out), g.out<int16_t>(out)};
 }
 
-TEST(Correlation, CrossCorrNR) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        for (int lags : {1, 4, 5, 40}) {
-            std::vector<int16_t> w = zt::pattern16(off == 1 ? Pattern::FullScaleNegative : Pattern::Random,
-                                                   static_cast<std::size_t>(len + lags));
-            Misaligned<int16_t> a(len, off), b(w.size(), off + 1);
-            a.assign(v);
-            b.assign(w);
-            Misaligned<int32_t> d32(lags, off);
-            Misaligned<int16_t> d16(lags, off), e16(lags, off);
-            ASSERT_EQ(zinsCrossCorr_NR_16s32s(a.data(), b.data(), len, d32.data(), lags), zinStsNoErr);
-            ASSERT_EQ(zinsCrossCorr_NR_16s(a.data(), b.data(), len, d16.data(), lags), zinStsNoErr);
-            for (int k = 0; k < lags; ++k) {
-                const int64_t c = corr(v.data(), w.data(), len, k);
-                ASSERT_EQ(d32.data()[k], sat32(c));
-                ASSERT_EQ(d16.data()[k], sat16((int64_t{wrap(c)} + (1 << 14)) >> 15));
-            }
-            for (int s : {0, 1, 12, 31, 45}) {
-                ASSERT_EQ(zinsCrossCorr_NR_16s_Sfs(a.data(), b.data(), len, e16.data(), lags, s), zinStsNoErr);
-                for (int k = 0; k < lags; ++k) {
-                    const int64_t c = wrap(corr(v.data(), w.data(), len, k));
-                    const int64_t r = s == 0 ? c : (s >= 62 ? 0 : (c + (int64_t{1} << (s - 1))) >> s);
-                    ASSERT_EQ(e16.data()[k], sat16(r)) << "scale " << s;
-                }
-            }
-            ASSERT_TRUE(d32.guards_intact() && d16.guards_intact() && e16.guards_intact());
-        }
-    });
+template <class B>
+std::vector<zt::Check<Cross>> cross_checks(B Cross::*dst, bool lagged, bool scaled = false) {
+    std::vector<zt::Check<Cross>> c{zt::null(&Cross::a), zt::null(&Cross::b), zt::null(dst),
+                                    zt::set(zinStsSizeErr, &Cross::len, 0), zt::set(zinStsSizeErr, &Cross::len, -2)};
+    if (lagged) c.push_back(zt::set(zinStsSizeErr, &Cross::lags, 0));
+    if (scaled) c.push_back(zt::set(zinStsScaleRangeErr, &Cross::sf, -1));
+    return c;
 }
 
-TEST(Correlation, CrossCorrNormM) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len), -3000, 3000);
-        Misaligned<int16_t> a(len, off), b(len, off + 1), d(len, off);
-        a.assign(v);
-        b.assign(w);
-        ASSERT_EQ(zinsCrossCorr_NormM_16s(a.data(), b.data(), len, d.data()), zinStsNoErr);
-        std::vector<int64_t> c(static_cast<std::size_t>(len));
-        int64_t m = 0;
-        for (int k = 0; k < len; ++k) {
-            c[k] = 2 * int64_t{wrap(corr(v.data(), w.data(), len - k, k))};
-            m = std::max<int64_t>(m, std::abs(c[k]));
-        }
-        int sh = 0;
-        while ((m >> sh) > 32767) ++sh;
-        for (int k = 0; k < len; ++k) ASSERT_EQ(d.data()[k], static_cast<int16_t>(c[k] >> sh));
-        // The largest magnitude uses the upper half of the range when it had to shift.
-        if (sh > 0) {
-            ASSERT_GE(m >> sh, 16384);
-        }
-    });
+TEST(Correlation, CrossCorr) {
+    zt::check(zt::Export<Cross>{"zinsCrossCorr_16s32s_Sfs", [](Gen& g) { return make_cross(g, false); },
+                                [](Cross& c) { return zinsCrossCorr_16s32s_Sfs(c.a, c.b, c.len, c.d32, c.sf); },
+                                [](Cross& c) {
+                                    for (int k = 0; k < c.len; ++k) c.d32[k] = sfs(corr(c.a, c.b, c.len - k, k), c.sf);
+                                    return zinStsNoErr;
+                                },
+                                cross_checks(&Cross::d32, false)},
+              kQuadratic);
+    zt::check(zt::Export<Cross>{"zinsCrossCorr_NR_16s32s", [](Gen& g) { return make_cross(g, true); },
+                                [](Cross& c) { return zinsCrossCorr_NR_16s32s(c.a, c.b, c.len, c.d32, c.lags); },
+                                [](Cross& c) {
+                                    for (int k = 0; k < c.lags; ++k) c.d32[k] = sat32(corr(c.a, c.b, c.len, k));
+                                    return zinStsNoErr;
+                                },
+                                cross_checks(&Cross::d32, true)},
+              kQuadratic);
+    zt::check(zt::Export<Cross>{"zinsCrossCorr_NR_16s", [](Gen& g) { return make_cross(g, true); },
+                                [](Cross& c) { return zinsCrossCorr_NR_16s(c.a, c.b, c.len, c.d16, c.lags); },
+                                [](Cross& c) {
+                                    for (int k = 0; k < c.lags; ++k)
+                                        c.d16[k] = sat16((int64_t{wrap(corr(c.a, c.b, c.len, k))} + (1 << 14)) >> 15);
+                                    return zinStsNoErr;
+                                },
+                                cross_checks(&Cross::d16, true)},
+              kQuadratic);
+    zt::check(zt::Export<Cross>{"zinsCrossCorr_NR_16s_Sfs",
+                                [](Gen& g) {
+                                    Cross c = make_cross(g, true);
+                                    c.sf = by_off(g, {0, 1, 12, 31, 45});
+                                    return c;
+                                },
+                                [](Cross& c) { return zinsCrossCorr_NR_16s_Sfs(c.a, c.b, c.len, c.d16, c.lags, c.sf); },
+                                [](Cross& c) {
+                                    for (int k = 0; k < c.lags; ++k) {
+                                        const int64_t v = wrap(corr(c.a, c.b, c.len, k));
+                                        c.d16[k] = sat16(c.sf == 0 ? v : (c.sf >= 62 ? 0 : (v + (int64_t{1} << (c.sf - 1))) >> c.sf));
+                                    }
+                                    return zinStsNoErr;
+                                },
+                                cross_checks(&Cross::d16, true, true)},
+              kQuadratic);
+    // One shift for all lags, the largest magnitude in the upper half of the range.
+    zt::check(zt::Export<Cross>{"zinsCrossCorr_NormM_16s", [](Gen& g) { return make_cross(g, false, true); },
+                                [](Cross& c) { return zinsCrossCorr_NormM_16s(c.a, c.b, c.len, c.d16); },
+                                [](Cross& c) {
+                                    std::vector<int64_t> v(static_cast<std::size_t>(c.len));
+                                    int64_t m = 0;
+                                    for (int k = 0; k < c.len; ++k) {
+                                        v[k] = 2 * int64_t{wrap(corr(c.a, c.b, c.len - k, k))};
+                                        m = std::max<int64_t>(m, std::abs(v[k]));
+                                    }
+                                    int sh = 0;
+                                    while ((m >> sh) > 32767) ++sh;
+                                    for (int k = 0; k < c.len; ++k) c.d16[k] = static_cast<int16_t>(v[k] >> sh);
+                                    return zinStsNoErr;
+                                },
+                                cross_checks(&Cross::d16, false)},
+              kQuadratic);
 }
 
 // ---- lag searches --------------------------------------------------------
 
+struct Lag {
+    Buf<int16_t> a, b;
+    int len, lo, hi;
+    Buf<int32_t> max;
+    Buf<int> lag;
+    auto bufs() { return std::tie(a, b, max, lag); }
+};
+
 TEST(LagSearch, CrossCorrLagMax) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        for (int lagMax : {0, 3, 4, 17, 40}) {
-            const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len + lagMax));
-            Misaligned<int16_t> a(len, off), b(w.size(), off + 1);
-            a.assign(v);
-            b.assign(w);
-            int32_t best = 0;
-            int bl = lagMax;
-            for (int lag = lagMax; lag >= 0; --lag) {
-                const int64_t c = corr(v.data(), w.data(), len, lag);
-                const int32_t r = len == 40 ? wrap(c) : sat32(c);
-                if (r > best) best = r, bl = lag;
-            }
-            int32_t mx = 7;
-            int lag = -7;
-            ASSERT_EQ(zinsCrossCorrLagMax_16s(a.data(), b.data(), len, lagMax, &mx, &lag), zinStsNoErr);
-            ASSERT_EQ(mx, best) << len << " " << lagMax;
-            ASSERT_EQ(lag, bl) << len << " " << lagMax;
-        }
-    });
+    zt::check(zt::Export<Lag>{"zinsCrossCorrLagMax_16s",
+                              [](Gen& g) {
+                                  const int lagMax = by_off(g, {0, 3, 4, 17, 40});
+                                  return Lag{g.in16(g.len), g.in16(g.len + lagMax), g.len, 0, lagMax, g.out<int32_t>(1),
+                                             g.out<int>(1)};
+                              },
+                              [](Lag& l) { return zinsCrossCorrLagMax_16s(l.a, l.b, l.len, l.hi, l.max, l.lag); },
+                              [](Lag& l) {
+                                  // Start value 0 at the largest lag; the largest lag wins a tie; 40 wraps.
+                                  int32_t best = 0;
+                                  int bl = l.hi;
+                                  for (int k = l.hi; k >= 0; --k) {
+                                      const int64_t c = corr(l.a, l.b, l.len, k);
+                                      const int32_t r = l.len == 40 ? wrap(c) : sat32(c);
+                                      if (r > best) best = r, bl = k;
+                                  }
+                                  l.max[0] = best;
+                                  l.lag[0] = bl;
+                                  return zinStsNoErr;
+                              },
+                              {zt::null(&Lag::a), zt::null(&Lag::b), zt::null(&Lag::max), zt::null(&Lag::lag),
+                               zt::set(zinStsSizeErr, &Lag::len, 0), zt::set(zinStsRangeErr, &Lag::hi, -1)}},
+              kQuadratic);
 }
 
-TEST(LagSearch, CrossCorrLagMaxStartValuesAndTies) {
-    std::vector<int16_t> a(40, 1000), b(60, -1000);
-    int32_t mx = 1;
-    int lag = 0;
-    ASSERT_EQ(zinsCrossCorrLagMax_16s(a.data(), b.data(), 40, 20, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(mx, 0);
-    EXPECT_EQ(lag, 20);
-    // Equal correlations everywhere: the largest lag wins.
-    std::fill(b.begin(), b.end(), 3);
-    ASSERT_EQ(zinsCrossCorrLagMax_16s(a.data(), b.data(), 40, 20, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(mx, 120000);
-    EXPECT_EQ(lag, 20);
-    // Length 40 wraps; 41 saturates.
-    std::vector<int16_t> f(80, -32768);
-    ASSERT_EQ(zinsCrossCorrLagMax_16s(f.data(), f.data(), 40, 0, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(mx, 0) << "40 * 2^30 wraps to 0, which is not above the start value";
-    ASSERT_EQ(zinsCrossCorrLagMax_16s(f.data(), f.data(), 41, 0, &mx, &lag), zinStsNoErr);
-    EXPECT_EQ(mx, INT32_MAX);
-}
-
-// Silence gives ties everywhere (both take the smallest lag), full scale the
-// saturated (forward) and wrapped (inverse) doubling, {3, 2} an empty range.
+// Forward reads hi samples past the frame, inverse hi samples before it; each
+// buffer holds exactly that.
 TEST(LagSearch, AutoCorrLagMaxFwdInv) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v0, int len, int off) {
-        for (auto [lo, hi] : {std::pair{20, 143}, std::pair{0, 0}, std::pair{5, 8}, std::pair{3, 2}, std::pair{18, 40}}) {
-            // One buffer with hi samples before and after the frame.
-            std::vector<int16_t> buf = zt::random16(static_cast<std::size_t>(len + 2 * hi + 2));
-            std::copy(v0.begin(), v0.end(), buf.begin() + hi + 1);
-            Misaligned<int16_t> m(buf.size(), off);
-            m.assign(buf);
-            const int16_t* s = buf.data() + hi + 1;
-            const int16_t* p = m.data() + hi + 1;
-
-            int32_t best = INT32_MIN;
-            int bl = 0;
-            for (int lag = lo; lag <= hi; ++lag) {
-                const int32_t c = wrap(corr(s, s, len, lag));
-                const int32_t d = c < -0x40000000 ? INT32_MIN : (c >= 0x40000000 ? INT32_MAX : 2 * c);
-                if (d > best) best = d, bl = lag;
-            }
-            int32_t mx = 0;
-            int lag = -1;
-            ASSERT_EQ(zinsAutoCorrLagMax_Fwd_16s(p, len, lo, hi, &mx, &lag), zinStsNoErr);
-            ASSERT_EQ(mx, best);
-            ASSERT_EQ(lag, bl);
-
-            best = INT32_MIN;
-            bl = 0;
-            for (int l = hi; l >= lo; --l) {
-                int64_t c = 0;
-                for (int i = 0; i < len; ++i) c += int32_t{s[i]} * s[i - l];
-                const int32_t d = wrap(int64_t{wrap(c)} * 2);
-                if (d >= best) best = d, bl = l;
-            }
-            ASSERT_EQ(zinsAutoCorrLagMax_Inv_16s(p, len, lo, hi, &mx, &lag), zinStsNoErr);
-            ASSERT_EQ(mx, best);
-            ASSERT_EQ(lag, bl);
-        }
-    });
+    auto make = [](bool inv) {
+        return [inv](Gen& g) {
+            auto [lo, hi] = by_off(g, {std::pair{20, 143}, std::pair{0, 0}, std::pair{5, 8}, std::pair{3, 2},
+                                       std::pair{18, 40}});
+            Lag l{g.in16(g.len + hi), {}, g.len, lo, hi, g.out<int32_t>(1), g.out<int>(1)};
+            if (inv) l.b = Buf<int16_t>(l.a.vec(), 0);
+            return l;
+        };
+    };
+    zt::check(zt::Export<Lag>{"zinsAutoCorrLagMax_Fwd_16s", make(false),
+                              [](Lag& l) { return zinsAutoCorrLagMax_Fwd_16s(l.a, l.len, l.lo, l.hi, l.max, l.lag); },
+                              [](Lag& l) {
+                                  int32_t best = INT32_MIN;
+                                  int bl = 0;
+                                  for (int k = l.lo; k <= l.hi; ++k) {
+                                      const int32_t c = wrap(corr(l.a, l.a, l.len, k));
+                                      const int32_t d = c < -0x40000000 ? INT32_MIN : (c >= 0x40000000 ? INT32_MAX : 2 * c);
+                                      if (d > best) best = d, bl = k;
+                                  }
+                                  l.max[0] = best;
+                                  l.lag[0] = bl;
+                                  return zinStsNoErr;
+                              },
+                              {zt::null(&Lag::a), zt::null(&Lag::max), zt::null(&Lag::lag),
+                               zt::set(zinStsSizeErr, &Lag::len, 0)}},
+              kQuadratic);
+    zt::check(zt::Export<Lag>{"zinsAutoCorrLagMax_Inv_16s", make(true),
+                              [](Lag& l) {
+                                  return zinsAutoCorrLagMax_Inv_16s(l.b.at(l.hi), l.len, l.lo, l.hi, l.max, l.lag);
+                              },
+                              [](Lag& l) {
+                                  const int16_t* s = l.b.at(l.hi);
+                                  int32_t best = INT32_MIN;
+                                  int bl = 0;
+                                  for (int k = l.hi; k >= l.lo; --k) {
+                                      int64_t c = 0;
+                                      for (int i = 0; i < l.len; ++i) c += int32_t{s[i]} * s[i - k];
+                                      const int32_t d = wrap(int64_t{wrap(c)} * 2);
+                                      if (d >= best) best = d, bl = k;
+                                  }
+                                  l.max[0] = best;
+                                  l.lag[0] = bl;
+                                  return zinStsNoErr;
+                              },
+                              {zt::null(&Lag::b), zt::null(&Lag::max), zt::null(&Lag::lag),
+                               zt::set(zinStsSizeErr, &Lag::len, -1)}},
+              kQuadratic);
 }
 
+// The float searches sum in another order than a plain loop: the chosen lag
+// must carry a correlation within rounding of the best.
 TEST(LagSearch, FloatForms) {
-    std::uniform_real_distribution<float> d(-1000.f, 1000.f);
     for (int len : {1, 7, 8, 40, 64, 80, 81, 160, 240}) {
         for (int off : {0, 1}) {
             const int hi = 60;
-            Misaligned<float> m(static_cast<std::size_t>(len + hi + 4), off);
-            for (std::size_t i = 0; i < m.size(); ++i) m.data()[i] = d(zt::rng());
-            const float* s = m.data();
-            // Single-precision autocorrelation search; sums may differ in order, so
-            // the chosen lag must carry a correlation within rounding of the best.
+            Gen g;
+            g.off = off;
+            Buf<float> m = g.in32f(len + hi + 2, -1000.f, 1000.f);
+            const float* s = m;
             std::vector<double> c(hi + 1);
             double best = -DBL_MAX;
             for (int l = 0; l <= hi; ++l) {
@@ -375,7 +322,6 @@ TEST(LagSearch, FloatForms) {
             ASSERT_EQ(zinsAutoCorrLagMax_32f(s, len, 0, hi, &fm, &lag), zinStsNoErr);
             ASSERT_NEAR(fm, best, tol);
             ASSERT_NEAR(c[lag], best, 2 * tol);
-
             double dm = -1;
             ASSERT_EQ(zinsCrossCorrLagMax_32f64f(s, s + 2, len, hi, &dm, &lag), zinStsNoErr);
             double bx = -DBL_MAX;
@@ -389,15 +335,19 @@ TEST(LagSearch, FloatForms) {
             ASSERT_EQ(lag, bl);
         }
     }
-    // Empty range of the float search; the double search has no floor at 0.
-    float one[4] = {1, 1, 1, 1};
+    // Statuses, an empty range of the float search, and no floor at 0 in the double one.
+    float one[4] = {1, 1, 1, 1}, neg[4] = {-1, 1, 1, 1};
     float fm = 0;
+    double dm = 5;
     int lag = -1;
+    EXPECT_EQ(zinsCrossCorrLagMax_32f64f(one, one, 4, 0, nullptr, &lag), zinStsNullPtrErr);
+    EXPECT_EQ(zinsCrossCorrLagMax_32f64f(one, one, 0, -1, &dm, &lag), zinStsSizeErr);
+    EXPECT_EQ(zinsCrossCorrLagMax_32f64f(one, one, 1, -1, &dm, &lag), zinStsRangeErr);
+    EXPECT_EQ(zinsAutoCorrLagMax_32f(one, 4, 0, 0, &fm, nullptr), zinStsNullPtrErr);
+    EXPECT_EQ(zinsAutoCorrLagMax_32f(one, 0, 0, 0, &fm, &lag), zinStsSizeErr);
     ASSERT_EQ(zinsAutoCorrLagMax_32f(one, 1, 2, 1, &fm, &lag), zinStsNoErr);
     EXPECT_EQ(fm, -FLT_MAX);
     EXPECT_EQ(lag, 0);
-    float neg[4] = {-1, 1, 1, 1};
-    double dm = 5;
     ASSERT_EQ(zinsCrossCorrLagMax_32f64f(neg, one, 1, 3, &dm, &lag), zinStsNoErr);
     EXPECT_EQ(dm, -1.0);
     EXPECT_EQ(lag, 3) << "equal correlations: the largest lag";
@@ -418,66 +368,69 @@ int16_t conv_operators(const int16_t* a, const int16_t* b, int n) {
     return fx::round16(acc);
 }
 
-TEST(Convolution, PartialSums) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len));
-        Misaligned<int16_t> a(len, off), b(len, off + 1);
-        a.assign(v);
-        b.assign(w);
-        Misaligned<int32_t> d32(len, off);
-        ASSERT_EQ(zinsConvPartial_16s32s(a.data(), b.data(), d32.data(), len), zinStsNoErr);
-        for (int n = 0; n < len; ++n) ASSERT_EQ(d32.data()[n], wrap(conv(v.data(), w.data(), n))) << len << " " << n;
-        ASSERT_TRUE(d32.guards_intact());
-        for (int s : {0, 3, 12, 15, 31, 50}) {
-            Misaligned<int16_t> d(len, off + 2);
-            ASSERT_EQ(zinsConvPartial_16s_Sfs(a.data(), b.data(), d.data(), len, s), zinStsNoErr);
-            for (int n = 0; n < len; ++n)
-                ASSERT_EQ(d.data()[n], static_cast<int16_t>(wrap(conv(v.data(), w.data(), n)) >> std::min(s, 31)));
-            ASSERT_TRUE(d.guards_intact());
-        }
-        Misaligned<int16_t> low(len, off);
-        ASSERT_EQ(zinsConvPartial_NR_Low_16s(a.data(), b.data(), low.data(), len), zinStsNoErr);
-        for (int n = 0; n < len; ++n)
-            ASSERT_EQ(low.data()[n], static_cast<int16_t>(wrap(int64_t{wrap(conv(v.data(), w.data(), n))} + 16384) >> 15));
-    });
+struct Conv {
+    Buf<int16_t> a, b;
+    int len, sf;
+    Buf<int32_t> d32;
+    Buf<int16_t> d16;
+    auto bufs() { return std::tie(a, b, d32, d16); }
+};
+
+Conv make_conv(Gen& g) {
+    return {g.in16(g.len), g.in16(g.len, by_off(g, {-32768, -2000}), by_off(g, {32767, 2000})), g.len,
+            by_off(g, {0, 3, 12, 15, 31, 50}), g.out<int32_t>(g.len), g.out<int16_t>(g.len)};
 }
 
-TEST(Convolution, RoundedFollowsTheBasicOperators) {
-    zt::for_each_input(0, [](const std::vector<int16_t>& v, int len, int off) {
-        for (int amp : {32767, 2000}) {
-            const std::vector<int16_t> w = zt::random16(static_cast<std::size_t>(len), -amp, amp);
-            Misaligned<int16_t> a(len, off), b(len, off + 1), d(len, off);
-            a.assign(v);
-            b.assign(w);
-            ASSERT_EQ(zinsConvPartial_NR_16s(a.data(), b.data(), d.data(), len), zinStsNoErr);
-            const int64_t e1 = corr(v.data(), v.data(), len, 0), e2 = corr(w.data(), w.data(), len, 0);
-            const bool exact = e1 >= 0x7FFFFFFE || e2 >= 0x7FFFFFFE;
-            for (int n = 0; n < len; ++n) {
-                if (exact) {
-                    ASSERT_EQ(d.data()[n], conv_operators(v.data(), w.data(), n)) << len << " " << n;
-                    continue;
-                }
-                const int64_t s = conv(v.data(), w.data(), n);
-                ASSERT_EQ(d.data()[n], static_cast<int16_t>(wrap(int64_t{wrap(s)} + 16384) >> 15));
-                // Where no doubled partial sum leaves 32 bits, that is also the
-                // result of L_mac and round.
-                int64_t part = 0, peak = 0;
-                for (int k = 0; k <= n; ++k) {
-                    part += int32_t{v[k]} * w[n - k];
-                    peak = std::max<int64_t>(peak, std::abs(part));
-                }
-                if (2 * peak < 0x7FFF8000) {
-                    ASSERT_EQ(d.data()[n], conv_operators(v.data(), w.data(), n));
-                }
-            }
-        }
-    });
-    // A saturating case: full-scale inputs take the operators' path.
-    std::vector<int16_t> f(40, 32767), d(40);
-    ASSERT_EQ(zinsConvPartial_NR_16s(f.data(), f.data(), d.data(), 40), zinStsNoErr);
-    EXPECT_EQ(d[0], 32766);
-    EXPECT_EQ(d[1], 32767);
-    EXPECT_EQ(d[39], 32767);
+template <class B>
+std::vector<zt::Check<Conv>> conv_checks(B Conv::*dst) {
+    return {zt::null(&Conv::a), zt::null(&Conv::b), zt::null(dst), zt::set(zinStsSizeErr, &Conv::len, 0),
+            zt::set(zinStsSizeErr, &Conv::len, -3)};
+}
+
+// Each output from the plain sum of a[k] * b[n - k], k <= n.
+template <class F>
+zt::Export<Conv> conv_export(const char* name, ZinStatus (*call)(Conv&), F out, std::vector<zt::Check<Conv>> checks) {
+    return {name, make_conv, call,
+            [out](Conv& c) {
+                for (int n = 0; n < c.len; ++n) out(c, n, conv(c.a, c.b, n));
+                return zinStsNoErr;
+            },
+            std::move(checks)};
+}
+
+TEST(Convolution, PartialSums) {
+    zt::check(conv_export(
+                  "zinsConvPartial_16s32s", [](Conv& c) { return zinsConvPartial_16s32s(c.a, c.b, c.d32, c.len); },
+                  [](Conv& c, int n, int64_t s) { c.d32[n] = wrap(s); }, conv_checks(&Conv::d32)),
+              kQuadratic);
+    // The scale test of the truncating form precedes the length test.
+    auto sfs_checks = conv_checks(&Conv::d16);
+    sfs_checks.insert(sfs_checks.begin() + 3, zt::set(zinStsBadArgErr, &Conv::sf, -1));
+    zt::check(conv_export(
+                  "zinsConvPartial_16s_Sfs", [](Conv& c) { return zinsConvPartial_16s_Sfs(c.a, c.b, c.d16, c.len, c.sf); },
+                  [](Conv& c, int n, int64_t s) { c.d16[n] = static_cast<int16_t>(wrap(s) >> std::min(c.sf, 31)); },
+                  sfs_checks),
+              kQuadratic);
+    zt::check(conv_export(
+                  "zinsConvPartial_NR_Low_16s", [](Conv& c) { return zinsConvPartial_NR_Low_16s(c.a, c.b, c.d16, c.len); },
+                  [](Conv& c, int n, int64_t s) { c.d16[n] = static_cast<int16_t>(wrap(int64_t{wrap(s)} + 16384) >> 15); },
+                  conv_checks(&Conv::d16)),
+              kQuadratic);
+    // Rounded: the wrapped sum, or the basic operators when an input's energy
+    // saturates; where no doubled partial sum leaves 32 bits both agree.
+    zt::check(conv_export(
+                  "zinsConvPartial_NR_16s", [](Conv& c) { return zinsConvPartial_NR_16s(c.a, c.b, c.d16, c.len); },
+                  [](Conv& c, int n, int64_t s) {
+                      const bool ops = corr(c.a, c.a, c.len, 0) >= 0x7FFFFFFE || corr(c.b, c.b, c.len, 0) >= 0x7FFFFFFE;
+                      c.d16[n] = ops ? conv_operators(c.a, c.b, n) : static_cast<int16_t>(wrap(int64_t{wrap(s)} + 16384) >> 15);
+                      int64_t part = 0, peak = 0;
+                      for (int k = 0; k <= n; ++k) peak = std::max<int64_t>(peak, std::abs(part += int32_t{c.a[k]} * c.b[n - k]));
+                      if (2 * peak < 0x7FFF8000) {
+                          EXPECT_EQ(c.d16[n], conv_operators(c.a, c.b, n));
+                      }
+                  },
+                  conv_checks(&Conv::d16)),
+              kQuadratic);
 }
 
 }  // namespace
