@@ -343,6 +343,11 @@ ZINSC_API ZinStatus zinsOpenLoopPitchSearchNonDTX_GSMAMR_16s(const Zin16s* pWeig
 ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD1_GSMAMR_16s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pToneFlags, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin16s* pMaxHpCorr, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
 /* As the non-DTX search, adding the chosen correlations (wrapping) and energies (saturating) into the VAD option 2 sums. */
 ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD2_GSMAMR_16s32s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin32s* pMaxCorrSum, Zin32s* pEnergySum, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
+/* Algebraic codebook search of one sub-frame (TS 26.090 5.7): pitch sharpening of the impulse response (lag 17..144, kept in
+ * pImpulse when below 40), then code, filtered code and the parameter words of the rate; rate code 25 searches as 12.2 kbit/s. */
+ZINSC_API ZinStatus zinsAlgebraicCodebookSearch_GSMAMR_16s(Zin16s pitchLag, Zin16s pitchGain, const Zin16s* pTarget, const Zin16s* pResidual, Zin16s* pImpulse, Zin16s* pCode, Zin16s* pFilteredCode, Zin16s* pParams, Zin16s subframe, ZinSpeechBitrate rateCode);
+/* As zinsAlgebraicCodebookSearch_GSMAMR_16s, with the caller's scratch (16.5 KB at any alignment) in place of the stack. */
+ZINSC_API ZinStatus zinsAlgebraicCodebookSearchEX_GSMAMR_16s(Zin16s pitchLag, Zin16s pitchGain, const Zin16s* pTarget, const Zin16s* pResidual, Zin16s* pImpulse, Zin16s* pCode, Zin16s* pFilteredCode, Zin16s* pParams, Zin16s subframe, ZinSpeechBitrate rateCode, void* pScratch);
 /* Algebraic codebook decoding of one sub-frame (TS 26.090 6.1): parameter words (2, 7 at 10.2 or 10 at 12.2 kbit/s) to 40 words. */
 ZINSC_API ZinStatus zinsFixedCodebookDecode_GSMAMR_16s(const Zin16s* pParams, Zin16s* pCode, int subframe, ZinSpeechBitrate rateCode);
 /* DTX hangover handler: counts, sets *pUsedRate to 25 (DTX) when due and *pSidFlag when a SID is computed. */

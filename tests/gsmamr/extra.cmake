@@ -5,7 +5,7 @@
 find_library(ZINSC_OPENCORE_AMRNB_A NAMES libopencore-amrnb.a)
 if(ZINSC_OPENCORE_AMRNB_A)
   set(amr_wrapped vad1 tx_dtx_handler dtx_buffer dtx_enc dtx_dec_activity_update pre_big ol_ltp hp_max
-    decode_2i40_9bits decode_2i40_11bits decode_3i40_14bits decode_4i40_17bits dec_8i40_31bits dec_10i40_35bits)
+    decode_2i40_9bits decode_2i40_11bits decode_3i40_14bits decode_4i40_17bits dec_8i40_31bits dec_10i40_35bits cbsearch)
   set(amr_wrap_flags "")
   foreach(f IN LISTS amr_wrapped)
     list(APPEND amr_wrap_flags "-Wl,--wrap=${f}")

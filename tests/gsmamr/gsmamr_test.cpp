@@ -482,4 +482,66 @@ TEST(GsmAmr, FixedCodebookDecodeCoincidingPulses) {
     EXPECT_EQ(dtx, code);
 }
 
+// ---- Algebraic codebook search ------------------------------------------------
+
+struct Cb {
+    int16_t lag, gain;
+    Buf<int16_t> target, residual, impulse, code, filtered, params;
+    int16_t subframe;
+    int rate;
+    Buf<unsigned char> scratch;
+    auto bufs() { return std::tie(target, residual, impulse, code, filtered, params, scratch); }
+};
+
+Cb make_cb(Gen& g) {
+    std::vector<int16_t> h(40);
+    for (int i = 0; i < 40; ++i) h[i] = static_cast<int16_t>(4096 * (i == 0) + (40 - i) * g.pick(-60, 60));
+    return Cb{static_cast<int16_t>(g.pick(17, 144)), static_cast<int16_t>(g.pick(0, 13017)), g.in16(40, -4000, 4000),
+              g.in16(40, -4000, 4000), Buf<int16_t>(h, 1), g.out<int16_t>(40), g.out<int16_t>(40), g.out<int16_t>(10),
+              static_cast<int16_t>(g.pick(0, 3)), zt::by_off(g, {0, 1, 3, 6, 7, 8, 11, 12, 25}),
+              Buf<unsigned char>(16896, 3)};
+}
+
+TEST(GsmAmr, CodebookSearchStatusesAndForms) {
+    std::vector<zt::Check<Cb>> checks;
+    for (auto m : {&Cb::target, &Cb::residual, &Cb::impulse, &Cb::code, &Cb::filtered, &Cb::params})
+        checks.push_back(zt::null(m));
+    checks.push_back(zt::set(zinStsRangeErr, &Cb::subframe, 4, "subframe 4"));
+    auto search = [](Cb& a) {
+        return zinsAlgebraicCodebookSearch_GSMAMR_16s(a.lag, a.gain, a.target, a.residual, a.impulse, a.code,
+                                                      a.filtered, a.params, a.subframe,
+                                                      static_cast<ZinSpeechBitrate>(a.rate));
+    };
+    // The plain form and the form on the caller's scratch agree.
+    auto ex = [](Cb& a) {
+        const ZinStatus s = zinsAlgebraicCodebookSearchEX_GSMAMR_16s(a.lag, a.gain, a.target, a.residual, a.impulse,
+                                                                     a.code, a.filtered, a.params, a.subframe,
+                                                                     static_cast<ZinSpeechBitrate>(a.rate), a.scratch);
+        for (std::size_t i = 0; i < a.scratch.size(); ++i) a.scratch[i] = 0xA5;  // scratch content is free
+        return s;
+    };
+    zt::Export<Cb> e{"zinsAlgebraicCodebookSearch_GSMAMR_16s", make_cb, search, ex, checks};
+    zt::check(e, frame_sweep());
+    // Pitch lag 16 and -1 (read unsigned) are refused, 144 is accepted; rate 25 searches as 12.2 kbit/s.
+    Gen g;
+    for (int16_t lag : {int16_t{16}, int16_t{-1}, int16_t{145}}) {
+        Cb a = make_cb(g);
+        a.lag = lag;
+        EXPECT_EQ(search(a), zinStsRangeErr) << lag;
+    }
+    Cb a = make_cb(g);
+    a.lag = 144;
+    a.rate = 12;
+    Cb b = a;
+    b.rate = 25;
+    Cb before = a;
+    EXPECT_EQ(search(a), zinStsNoErr);
+    EXPECT_EQ(search(b), zinStsNoErr);
+    zt::same(a, b, "rate 25 against rate 12");
+    EXPECT_EQ(a.impulse.first_difference(before.impulse), -1);  // lag 144: nothing sharpened
+    Cb n = make_cb(g);
+    n.scratch.null();
+    EXPECT_EQ(ex(n), zinStsNullPtrErr);
+}
+
 }  // namespace

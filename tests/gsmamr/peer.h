@@ -84,4 +84,7 @@ void __real_decode_4i40_17bits(Word16 sign, Word16 index, const Word16* dgray, W
 void __real_dec_8i40_31bits(Word16 index[], Word16 cod[], Flag* pOverflow);
 void __real_dec_10i40_35bits(Word16 index[], Word16 cod[], const Word16* dgray);
 
+void __real_cbsearch(Word16 x[], Word16 h[], Word16 T0, Word16 pitch_sharp, Word16 gain_pit, Word16 res2[],
+                     Word16 code[], Word16 y[], Word16** anap, int mode, Word16 subNr, void* tbls, Flag* pOverflow);
+
 }  // extern "C"

@@ -224,6 +224,39 @@ extern "C" void __wrap_dec_10i40_35bits(Word16 index[], Word16 cod[], const Word
     if (cap().active) compare_decode("dec_10i40_35bits", params, g_subframe, 12, cod);
 }
 
+extern "C" void __wrap_cbsearch(Word16 x[], Word16 h[], Word16 T0, Word16 pitch_sharp, Word16 gain_pit,
+                                Word16 res2[], Word16 code[], Word16 y[], Word16** anap, int mode, Word16 subNr,
+                                void* tbls, Flag* pOverflow) {
+    if (!cap().active) return __real_cbsearch(x, h, T0, pitch_sharp, gain_pit, res2, code, y, anap, mode, subNr, tbls, pOverflow);
+    const std::vector<Zin16s> target(x, x + 40), residual(res2, res2 + 40);
+    std::vector<Zin16s> impulse(h, h + 40), ourCode(40, 7), filtered(40, 7);
+    const int words = mode == kMR102 ? 7 : (mode == kMR122 ? 10 : 2);
+    std::vector<Zin16s> params(words, 7);
+    Word16* prm = *anap;
+    __real_cbsearch(x, h, T0, pitch_sharp, gain_pit, res2, code, y, anap, mode, subNr, tbls, pOverflow);
+    const int rate = amrcap::rate_code(mode);
+    const std::string fn = "cbsearch rate " + std::to_string(rate);
+    cap().calls[fn]++;
+    const Zin16s gain = mode == kMR122 ? gain_pit : pitch_sharp;
+    ZinStatus s;
+    if (cap().calls[fn] % 2) {
+        s = zinsAlgebraicCodebookSearch_GSMAMR_16s(T0, gain, target.data(), residual.data(), impulse.data(),
+                                                   ourCode.data(), filtered.data(), params.data(), subNr,
+                                                   static_cast<ZinSpeechBitrate>(rate));
+    } else {
+        auto scratch = std::make_unique<unsigned char[]>(16896);
+        s = zinsAlgebraicCodebookSearchEX_GSMAMR_16s(T0, gain, target.data(), residual.data(), impulse.data(),
+                                                     ourCode.data(), filtered.data(), params.data(), subNr,
+                                                     static_cast<ZinSpeechBitrate>(rate), scratch.get() + 3);
+    }
+    if (s != zinStsNoErr) cap().mismatch(fn, "status " + std::to_string(s));
+    same(fn.c_str(), "impulse", h, impulse.data(), 40);
+    same(fn.c_str(), "code", code, ourCode.data(), 40);
+    same(fn.c_str(), "filtered", y, filtered.data(), 40);
+    same(fn.c_str(), "params", prm, params.data(), words);
+    if (T0 < 40) cap().calls["cbsearch sharpened"]++;
+}
+
 namespace {
 
 // Codes the whole signal at each mode with the reference encoder and
@@ -300,6 +333,9 @@ TEST_F(GsmAmrPeer, OpenLoopSearchAtEveryModeWithDtxOff) {
     EXPECT_EQ(cap().calls["decode_4i40_17bits"], 2 * subframes) << report();
     EXPECT_EQ(cap().calls["dec_8i40_31bits"], subframes) << report();
     EXPECT_EQ(cap().calls["dec_10i40_35bits"], subframes) << report();
+    for (int rate : {0, 1, 3, 6, 7, 8, 11, 12})
+        EXPECT_EQ(cap().calls["cbsearch rate " + std::to_string(rate)], subframes) << report();
+    EXPECT_GT(cap().calls["cbsearch sharpened"], 1000) << report();
     EXPECT_GT(cap().calls["ol weighted voiced halves"], 200) << report();
     if (std::getenv("ZINSC_AMR_REPORT")) std::printf("%s", report().c_str());
 }
