@@ -27,6 +27,8 @@ void Residu(Word16 coef_ptr[], Word16 input_ptr[], Word16 residual_ptr[], Word16
 void Syn_filt(Word16 a[], Word16 x[], Word16 y[], Word16 lg, Word16 mem[], Word16 update);
 void ol_ltp(PeerOlWeight* st, void* vadSt, int mode, Word16 wsp[], Word16* T_op, Word16 old_lags[],
             Word16 ol_gain_flg[], Word16 idx, Flag dtx, Flag* pOverflow);
+void __real_cbsearch(Word16 x[], Word16 h[], Word16 T0, Word16 pitch_sharp, Word16 gain_pit, Word16 res2[],
+                     Word16 code[], Word16 y[], Word16** anap, int mode, Word16 subNr, void* tbls, Flag* pOverflow);
 void __real_pre_big(int mode, const Word16 gamma1[], const Word16 gamma1_12k2[], const Word16 gamma2[],
                     Word16 A_t[], Word16 frameOffset, Word16 speech[], Word16 mem_w[], Word16 wsp[], Flag* pOverflow);
 }
@@ -37,6 +39,13 @@ struct Frame {
     Word16 num[44], den[44], speech[170], hist[143];
 };
 std::vector<Frame>* g_capture = nullptr;
+
+struct Sub {
+    Word16 x[40], h[40], res[40], T0, sharp, gainPit, subNr;
+    int mode;
+    void* tbls;
+};
+std::vector<Sub>* g_subs = nullptr;
 
 }  // namespace
 
@@ -55,7 +64,81 @@ extern "C" void __wrap_pre_big(int mode, const Word16 g1[], const Word16 g1_122[
     __real_pre_big(mode, g1, g1_122, g2, A_t, frameOffset, speech, mem_w, wsp, pOverflow);
 }
 
+extern "C" void __wrap_cbsearch(Word16 x[], Word16 h[], Word16 T0, Word16 pitch_sharp, Word16 gain_pit,
+                                Word16 res2[], Word16 code[], Word16 y[], Word16** anap, int mode, Word16 subNr,
+                                void* tbls, Flag* pOverflow) {
+    if (g_subs && g_subs->size() < 1600) {
+        Sub s;
+        std::memcpy(s.x, x, sizeof s.x);
+        std::memcpy(s.h, h, sizeof s.h);
+        std::memcpy(s.res, res2, sizeof s.res);
+        s.T0 = T0;
+        s.sharp = pitch_sharp;
+        s.gainPit = gain_pit;
+        s.subNr = subNr;
+        s.mode = mode;
+        s.tbls = tbls;
+        g_subs->push_back(s);
+    }
+    __real_cbsearch(x, h, T0, pitch_sharp, gain_pit, res2, code, y, anap, mode, subNr, tbls, pOverflow);
+}
+
 namespace {
+
+constexpr int kCbRates[] = {0, 1, 3, 6, 7, 8, 11, 12};
+
+const std::vector<Sub>& subframes(int mode) {
+    static std::vector<Sub> cache[8];
+    if (cache[mode].empty()) {
+        const auto pcm = zc::read_speech(std::string(ZINSC_SOURCE_DIR) + "/data/speech-8k.wav");
+        void* enc = Encoder_Interface_init(0);
+        unsigned char out[64];
+        g_subs = &cache[mode];
+        for (std::size_t f = 0; f + 160 <= pcm.size() && cache[mode].size() < 1600; f += 160)
+            Encoder_Interface_Encode(enc, mode, pcm.data() + f, out, 0);
+        g_subs = nullptr;
+        // The encoder stays: the captured table pointers point into it.
+    }
+    return cache[mode];
+}
+
+void BM_CodebookSearch_zinsc(benchmark::State& state) {
+    const int mode = static_cast<int>(state.range(0));
+    const auto& subs = subframes(mode);
+    Zin16s h[40], code[40], y[40], prm[10];
+    for (auto _ : state) {
+        for (const Sub& s : subs) {
+            std::memcpy(h, s.h, sizeof h);
+            zinsAlgebraicCodebookSearch_GSMAMR_16s(s.T0, mode == 7 ? s.gainPit : s.sharp, s.x, s.res, h, code, y, prm,
+                                                   s.subNr, static_cast<ZinSpeechBitrate>(kCbRates[mode]));
+            benchmark::DoNotOptimize(prm);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * subs.size());
+    state.SetLabel("sub-frames/s, rate code " + std::to_string(kCbRates[mode]));
+}
+
+void BM_CodebookSearch_opencore(benchmark::State& state) {
+    const int mode = static_cast<int>(state.range(0));
+    const auto& subs = subframes(mode);
+    Word16 x[40], h[80] = {}, res[40], code[40], y[40], prm[10];
+    Flag ov = 0;
+    for (auto _ : state) {
+        for (const Sub& s : subs) {
+            std::memcpy(x, s.x, sizeof x);
+            std::memcpy(h + 40, s.h, sizeof s.h);  // the reference reads zeros before the response
+            std::memcpy(res, s.res, sizeof res);
+            Word16* p = prm;
+            __real_cbsearch(x, h + 40, s.T0, s.sharp, s.gainPit, res, code, y, &p, mode, s.subNr, s.tbls, &ov);
+            benchmark::DoNotOptimize(prm);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * subs.size());
+    state.SetLabel("sub-frames/s, rate code " + std::to_string(kCbRates[mode]));
+}
+
+BENCHMARK(BM_CodebookSearch_zinsc)->DenseRange(0, 7);
+BENCHMARK(BM_CodebookSearch_opencore)->DenseRange(0, 7);
 
 constexpr int kModes[] = {0, 4, 6, 7};       // 4.75, 7.4, 10.2, 12.2 kbit/s
 constexpr int kRates[] = {0, 7, 11, 12};
