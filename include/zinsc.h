@@ -643,6 +643,89 @@ ZINSC_API ZinStatus zinsResidualFilter_G729_16s(const Zin16s* pSrc, const Zin16s
 /* y = x - sum a[i]*y[n-i]; pMem: the order previous outputs, oldest first, only read. */
 ZINSC_API ZinStatus zinsSynthesisFilter_G729_32f(const Zin32f* pLPC, int order, const Zin32f* pSrc, Zin32f* pDst, int len, const Zin32f* pMem);
 
+/* ---- GSM-AMR (3GPP TS 26.090 to 26.094) --------------------------------- */
+
+/* Voice activity detector option 1 (TS 26.094), 58 16-bit words. The caller
+ * allocates it and resets it with ZIN_GSMAMR_VAD1_RESET (the reset of
+ * TS 26.073 vad1.c: levels and estimates at 150, the fast correlation at
+ * 13106, everything else 0). The tone register and the high-pass correlation
+ * maximum stay with the caller; the pitch register below is the caller's to
+ * update (TS 26.073 vad_pitch_detection). */
+typedef struct {
+    Zin16s subLevel[9];         /* lookahead sums of the level calculation */
+    Zin16s oldLevel[9];         /* band levels of the previous frame */
+    Zin16s aveLevel[9];         /* averaged band levels */
+    Zin16s bckrEst[9];          /* background noise estimate, 40..16000 */
+    Zin16s aData5[3][2];        /* 5th-order filter memories */
+    Zin16s aData3[5];           /* 3rd-order filter memories */
+    Zin16s burstCount;
+    Zin16s hangCount;
+    Zin16s statCount;
+    Zin16s vadReg;              /* intermediate decisions, newest in bit 14 */
+    Zin16s complexHigh;
+    Zin16s complexLow;
+    Zin16s complexHangTimer;
+    Zin16s complexHangCount;
+    Zin16s complexWarning;
+    Zin16s corrHpFast;          /* smoothed high-pass correlation, Q15 */
+    Zin16s pitch;               /* pitch flags, newest in bit 14 */
+} ZinGSMAMRVad1State;
+
+#define ZIN_GSMAMR_VAD1_RESET { {0,0,0,0,0,0,0,0,0}, \
+    {150,150,150,150,150,150,150,150,150}, {150,150,150,150,150,150,150,150,150}, \
+    {150,150,150,150,150,150,150,150,150}, {{0,0},{0,0},{0,0}}, {0,0,0,0,0}, \
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 13106, 0 }
+
+/* VAD option 1 on one frame: energy over pSrc[0..159], filter bank over pSrc[40..199]; *pVadFlag 0 or 1. */
+ZINSC_API ZinStatus zinsVAD1_GSMAMR_16s(const Zin16s* pSrc, ZinGSMAMRVad1State* pState, Zin16s* pVadFlag, Zin16s maxHpCorr, Zin16s toneFlags);
+/* Voice activity detector option 2 (TS 26.094), 188 bytes; the caller zeroes it to reset (TS 26.073 vad2.c). */
+typedef struct {
+    Zin32s chEnergy[16];        /* smoothed channel energies, scaled 22.9 (state 0) or 27.4 (state 1) */
+    Zin32s chNoise[16];         /* channel noise estimates, scaled 22.9 */
+    Zin16s chEnergyLongDb[16];  /* long-term channel energies in dB, Q7.8 */
+    Zin16s preEmpMem;           /* last block-normalised input sample */
+    Zin16s updateCnt;           /* forced-update counter */
+    Zin16s lastUpdateCnt;
+    Zin16s hysteresisCnt;
+    Zin16s lastBlockShift;      /* normalisation shift of the last half-frame */
+    Zin16s scalingState;        /* 0: energies scaled 22.9; 1: 27.4 */
+    Zin16s forcedUpdate;
+    Zin16s longTermSnr;         /* Q7.8 */
+    Zin16s negSnrVar;           /* Q7.8, at most 1024 */
+    Zin16s negSnrBias;
+    Zin16s burstCount;
+    Zin16s hangover;
+    Zin32s frameCnt;            /* half-frames of 80 samples so far */
+} ZinGSMAMRVad2State;
+
+/* VAD option 2 on 160 samples as two halves of 80; ltpFlag from the caller's open-loop gain test; *pVadFlag 0 or 1. */
+ZINSC_API ZinStatus zinsVAD2_GSMAMR_16s(const Zin16s* pSrc, ZinGSMAMRVad2State* pState, Zin16s* pVadFlag, Zin32s ltpFlag);
+/* Real 128-point FFT of VAD option 2 in place: DC, Nyquist, then re/im of bins 1..63; halved at every stage. */
+ZINSC_API ZinStatus zinsFFTFwd_RToPerm_GSMAMR_16s_I(Zin16s* pSrcDst);
+/* Open-loop pitch search of one frame (TS 26.090 5.4): weighted speech from 4 x 11 numerator and denominator coefficients
+ * (Q12) over pSpeech[0..169] (10 samples of history first), 143 words of weighted history in/out, 2 lags and 2 gain flags out;
+ * oldT0Median, adaptiveWeight and the 5 old lags serve the 10.2 kbit/s weighted search. Checks the rate code first. */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearchNonDTX_GSMAMR_16s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
+/* As the non-DTX search, updating the VAD option 1 tone register and writing the high-pass correlation maximum (Q15). */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD1_GSMAMR_16s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pToneFlags, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin16s* pMaxHpCorr, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
+/* As the non-DTX search, adding the chosen correlations (wrapping) and energies (saturating) into the VAD option 2 sums. */
+ZINSC_API ZinStatus zinsOpenLoopPitchSearchDTXVAD2_GSMAMR_16s32s(const Zin16s* pWeightedLpc, const Zin16s* pUnweightedDen, const Zin16s* pSpeech, Zin16s* pOldT0Median, Zin16s* pAdaptiveWeight, Zin16s* pOldLags, Zin16s* pWspHistory, Zin32s* pMaxCorrSum, Zin32s* pEnergySum, Zin16s* pLagsOut, Zin16s* pGainFlagsOut, ZinSpeechBitrate rateCode);
+/* Algebraic codebook search of one sub-frame (TS 26.090 5.7): pitch sharpening of the impulse response (lag 17..144, kept in
+ * pImpulse when below 40), then code, filtered code and the parameter words of the rate; rate code 25 searches as 12.2 kbit/s. */
+ZINSC_API ZinStatus zinsAlgebraicCodebookSearch_GSMAMR_16s(Zin16s pitchLag, Zin16s pitchGain, const Zin16s* pTarget, const Zin16s* pResidual, Zin16s* pImpulse, Zin16s* pCode, Zin16s* pFilteredCode, Zin16s* pParams, Zin16s subframe, ZinSpeechBitrate rateCode);
+/* As zinsAlgebraicCodebookSearch_GSMAMR_16s, with the caller's scratch (16.5 KB at any alignment) in place of the stack. */
+ZINSC_API ZinStatus zinsAlgebraicCodebookSearchEX_GSMAMR_16s(Zin16s pitchLag, Zin16s pitchGain, const Zin16s* pTarget, const Zin16s* pResidual, Zin16s* pImpulse, Zin16s* pCode, Zin16s* pFilteredCode, Zin16s* pParams, Zin16s subframe, ZinSpeechBitrate rateCode, void* pScratch);
+/* Algebraic codebook decoding of one sub-frame (TS 26.090 6.1): parameter words (2, 7 at 10.2 or 10 at 12.2 kbit/s) to 40 words. */
+ZINSC_API ZinStatus zinsFixedCodebookDecode_GSMAMR_16s(const Zin16s* pParams, Zin16s* pCode, int subframe, ZinSpeechBitrate rateCode);
+/* DTX hangover handler: counts, sets *pUsedRate to 25 (DTX) when due and *pSidFlag when a SID is computed. */
+ZINSC_API ZinStatus zinsEncDTXHandler_GSMAMR_16s(Zin16s* pHangCount, Zin16s* pElapsedCount, Zin16s* pUsedRate, Zin16s* pSidFlag, Zin16s vadFlag);
+/* Encoder DTX history: next row (*pHistPtr 0..7) takes the 10 LSPs and half the frame's log2 energy (Q10). */
+ZINSC_API ZinStatus zinsEncDTXBuffer_GSMAMR_16s(const Zin16s* pSrc, const Zin16s* pLsp, Zin16s* pHistPtr, Zin16s* pLspHist, Zin16s* pLogEnHist);
+/* Decoder DTX history: as the encoder's, the log2 energy not halved. */
+ZINSC_API ZinStatus zinsDecDTXBuffer_GSMAMR_16s(const Zin16s* pSrc, const Zin16s* pLsp, Zin16s* pHistPtr, Zin16s* pLspHist, Zin16s* pLogEnHist);
+/* SID parameters from the histories: energy index, predictor choice, 3 split indices, gain predictor memories; flag 0 does nothing. */
+ZINSC_API ZinStatus zinsEncDTXSID_GSMAMR_16s(const Zin16s* pLspHist, const Zin16s* pLogEnHist, Zin16s* pLogEnIndex, Zin16s* pInitLsfIndex, Zin16s* pLsfIndices, Zin16s* pPastQuaEn, Zin16s* pPastQuaEn122, Zin16s computeSidFlag);
+
 #ifdef __cplusplus
 }
 #endif
