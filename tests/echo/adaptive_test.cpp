@@ -161,7 +161,7 @@ ZinStatus plain_fir_s(FirS& a) {
     return zinStsNoErr;
 }
 
-TEST(EchoAdaptive, FIRSubband32scSfs) {
+TEST(EchoAdaptive, FIRSubband32scSfsAndLow) {
     zt::check(zt::Export<FirS>{"zinsFIRSubband_EC_32sc_Sfs", [](Gen& g) { return make_fir_s(g, false); }, call_fir_s,
                                plain_fir_s,
                                {zt::null(&FirS::x), zt::null(&FirS::h), zt::null(&FirS::dst),
@@ -169,9 +169,6 @@ TEST(EchoAdaptive, FIRSubband32scSfs) {
                                 zt::set(zinStsRangeErr, &FirS::segs, 256), zt::set(zinStsRangeErr, &FirS::sf, -32),
                                 zt::set(zinStsRangeErr, &FirS::sf, 32)}},
               kBands);
-}
-
-TEST(EchoAdaptive, FIRSubbandLow32scSfs) {
     // Here segments and the start come before the sub-band count.
     zt::check(zt::Export<FirS>{"zinsFIRSubbandLow_EC_32sc_Sfs", [](Gen& g) { return make_fir_s(g, true); },
                                call_fir_s, plain_fir_s,
@@ -317,7 +314,7 @@ ZinStatus plain_upd_s(UpdS& a) {
     return zinStsNoErr;
 }
 
-TEST(EchoAdaptive, CoeffUpdate32sc) {
+TEST(EchoAdaptive, CoeffUpdate32scAndLow) {
     zt::check(zt::Export<UpdS>{"zinsFIRSubbandCoeffUpdate_EC_32sc_I", [](Gen& g) { return make_upd_s(g, false); },
                                call_upd_s, plain_upd_s,
                                {zt::null(&UpdS::step), zt::null(&UpdS::x), zt::null(&UpdS::e), zt::null(&UpdS::h),
@@ -326,9 +323,6 @@ TEST(EchoAdaptive, CoeffUpdate32sc) {
                                 {zinStsBadArgErr, "the last mantissa negative",
                                  [](UpdS& a) { a.step[a.step.size() - 2] = -1; }}}},
               kBands);
-}
-
-TEST(EchoAdaptive, LowCoeffUpdate32sc) {
     // The step vector is checked first although it is the sixth argument;
     // no mantissa is checked.
     zt::check(zt::Export<UpdS>{"zinsFIRSubbandLowCoeffUpdate_EC_32sc_I", [](Gen& g) { return make_upd_s(g, true); },
@@ -398,147 +392,101 @@ TEST(EchoAdaptive, APCoeffUpdate32fc) {
 
 // ---- full-band filters ----------------------------------------------------------
 
+// The run's length is the number of samples; FIR and NLMS in either form.
 template <class T, class S>
 struct Full {
     Buf<T> ref, des;
     Buf<S> step;
     Buf<T> err, coef, gain;
     int len, taps;
+    bool nlms;
     auto bufs() { return std::tie(err, coef, gain); }
 };
 using Full32f = Full<float, float>;
 using Full16s = Full<int16_t, int32_t>;
 
-const zt::Sweep kFull = zt::quadratic_sweep();
+// The two forms' arithmetic, so that one plain statement serves both.
+float mac(float y, float r, float c) { return y + r * c; }
+int32_t mac(int32_t y, int16_t r, int16_t c) { return zt::sat32(int64_t{y} + ((r * c + 16384) >> 15)); }
+float sub(float d, float y) { return d - y; }
+int16_t sub(int16_t d, int32_t y) { return zt::sat16(int64_t{d} - y); }
+float adapt(float c, float r, float g) { return c + g * r; }
+int16_t adapt(int16_t c, int16_t r, int32_t g) { return zt::sat16(int64_t{c} + (zt::wrap32(int64_t{r} * g + 4096) >> 13)); }
+float next_gain(float e, float s) { return e * s; }
+int32_t next_gain(int16_t e, int32_t s) { return zt::wrap32(int64_t{e} * s + 1024) >> 11; }
 
-int taps_for(const Gen& g) { return by_off(g, {1, 2, 5, 16, 33, 64}); }
-
-TEST(EchoAdaptive, FIR32f) {
-    zt::check(zt::Export<Full32f>{
-                  "zinsFIR_EC_32f",
-                  [](Gen& g) {
-                      const int t = taps_for(g);
-                      return Full32f{g.in32f(g.len + t - 1, -32768.f, 32767.f), g.in32f(g.len, -32768.f, 32767.f), {},
-                                     g.out<float>(g.len), g.in32f(t, -1.f, 1.f), {}, g.len, t};
-                  },
-                  [](Full32f& a) {
-                      return zinsFIR_EC_32f(a.ref.at(a.taps - 1), a.des, a.err, a.len, a.coef, a.taps);
-                  },
-                  [](Full32f& a) {
-                      const float* r = a.ref.at(a.taps - 1);
-                      for (int n = 0; n < a.len; ++n) {
-                          float y = 0.f;
-                          for (int j = 0; j < a.taps; ++j) y += r[n - j] * a.coef[j];
-                          a.err[n] = a.des[n] - y;
-                      }
-                      return zinStsNoErr;
-                  },
-                  {zt::null(&Full32f::ref), zt::null(&Full32f::des), zt::null(&Full32f::err),
-                   zt::null(&Full32f::coef), zt::set(zinStsBadArgErr, &Full32f::len, 0),
-                   zt::set(zinStsBadArgErr, &Full32f::taps, 0)}},
-              kFull);
+template <class T, class S>
+ZinStatus call_full(Full<T, S>& a) {
+    const T* r = a.ref.at(a.taps - !a.nlms);
+    if constexpr (std::is_same_v<T, float>)
+        return a.nlms ? zinsNLMS_EC_32f(r, a.des, a.step, a.err, a.len, a.coef, a.taps, a.gain)
+                      : zinsFIR_EC_32f(r, a.des, a.err, a.len, a.coef, a.taps);
+    else
+        return a.nlms ? zinsNLMS_EC_16s(r, a.des, a.step, a.err, a.len, a.coef, a.taps, a.gain)
+                      : zinsFIR_EC_16s(r, a.des, a.err, a.len, a.coef, a.taps);
 }
 
-TEST(EchoAdaptive, FIR16s) {
-    zt::check(zt::Export<Full16s>{
-                  "zinsFIR_EC_16s",
-                  [](Gen& g) {
-                      const int t = taps_for(g);
-                      return Full16s{g.in16(g.len + t - 1), g.in16(g.len), {}, g.out<int16_t>(g.len), g.in16(t), {},
-                                     g.len, t};
-                  },
-                  [](Full16s& a) {
-                      return zinsFIR_EC_16s(a.ref.at(a.taps - 1), a.des, a.err, a.len, a.coef, a.taps);
-                  },
-                  [](Full16s& a) {
-                      const int16_t* r = a.ref.at(a.taps - 1);
-                      for (int n = 0; n < a.len; ++n) {
-                          int32_t y = 0;
-                          for (int j = 0; j < a.taps; ++j) y = zt::sat32(int64_t{y} + ((r[n - j] * a.coef[j] + 16384) >> 15));
-                          a.err[n] = zt::sat16(int64_t{a.des[n]} - y);
-                      }
-                      return zinStsNoErr;
-                  },
-                  {zt::null(&Full16s::ref), zt::null(&Full16s::des), zt::null(&Full16s::err),
-                   zt::null(&Full16s::coef), zt::set(zinStsBadArgErr, &Full16s::len, -1),
-                   zt::set(zinStsBadArgErr, &Full16s::taps, 0)}},
-              kFull);
+template <class T, class S>
+ZinStatus plain_full(Full<T, S>& a) {
+    using Acc = std::conditional_t<std::is_same_v<T, float>, float, int32_t>;
+    const T* r = a.ref.at(a.taps - !a.nlms);
+    Acc g = a.nlms ? a.gain[0] : 0;
+    for (int n = 0; n < a.len; ++n) {
+        Acc y = 0;
+        for (int j = 0; j < a.taps; ++j) {
+            if (a.nlms) a.coef[j] = adapt(a.coef[j], r[n - j - 1], g);
+            y = mac(y, r[n - j], a.coef[j]);
+        }
+        a.err[n] = sub(a.des[n], y);
+        if (a.nlms) g = next_gain(a.err[n], a.step[n]);
+    }
+    if (a.nlms) a.gain[0] = static_cast<T>(std::is_same_v<T, float> ? g : zt::sat16(g));
+    return zinStsNoErr;
 }
 
-TEST(EchoAdaptive, NLMS32f) {
-    zt::check(zt::Export<Full32f>{
-                  "zinsNLMS_EC_32f",
-                  [](Gen& g) {
-                      const int t = taps_for(g);
-                      Buf<float> gain = g.in32f(1, -0.001f, 0.001f);
-                      return Full32f{g.in32f(g.len + t, -32768.f, 32767.f), g.in32f(g.len, -32768.f, 32767.f),
-                                     g.in32f(g.len, 0.f, 1e-9f), g.out<float>(g.len), g.in32f(t, -0.5f, 0.5f), gain,
-                                     g.len, t};
-                  },
-                  [](Full32f& a) {
-                      return zinsNLMS_EC_32f(a.ref.at(a.taps), a.des, a.step, a.err, a.len, a.coef, a.taps, a.gain);
-                  },
-                  [](Full32f& a) {
-                      const float* r = a.ref.at(a.taps);
-                      float g = a.gain[0];
-                      for (int n = 0; n < a.len; ++n) {
-                          float y = 0.f;
-                          for (int j = 0; j < a.taps; ++j) {
-                              a.coef[j] += g * r[n - j - 1];
-                              y += a.coef[j] * r[n - j];
-                          }
-                          a.err[n] = a.des[n] - y;
-                          g = a.err[n] * a.step[n];
-                      }
-                      a.gain[0] = g;
-                      return zinStsNoErr;
-                  },
-                  {zt::null(&Full32f::ref), zt::null(&Full32f::des), zt::null(&Full32f::step),
-                   zt::null(&Full32f::err), zt::null(&Full32f::coef), zt::null(&Full32f::gain),
-                   zt::set(zinStsBadArgErr, &Full32f::len, 0), zt::set(zinStsBadArgErr, &Full32f::taps, -5)},
-                  // Two blocks, the pending update handed over in the gain.
-                  [](Full32f& a, int cut) {
-                      ZinStatus s = zinsNLMS_EC_32f(a.ref.at(a.taps), a.des, a.step, a.err, cut, a.coef, a.taps, a.gain);
-                      if (s) return s;
-                      return zinsNLMS_EC_32f(a.ref.at(a.taps + cut), a.des.at(cut), a.step.at(cut), a.err.at(cut),
-                                             a.len - cut, a.coef, a.taps, a.gain);
-                  }},
-              kFull);
+template <class T, class S>
+void check_full(const char* name, bool nlms, std::function<Full<T, S>(Gen&, int taps)> make) {
+    using A = Full<T, S>;
+    std::vector<zt::Check<A>> checks{zt::null(&A::ref), zt::null(&A::des)};
+    if (nlms) checks.push_back(zt::null(&A::step));
+    checks.push_back(zt::null(&A::err));
+    checks.push_back(zt::null(&A::coef));
+    if (nlms) checks.push_back(zt::null(&A::gain));
+    checks.push_back(zt::set(zinStsBadArgErr, &A::len, std::is_same_v<T, float> ? 0 : -1));
+    checks.push_back(zt::set(zinStsBadArgErr, &A::taps, nlms ? -5 : 0));
+    zt::Export<A> e{name, [=](Gen& g) { return make(g, by_off(g, {1, 2, 5, 16, 33, 64})); }, call_full<T, S>,
+                    plain_full<T, S>, checks};
+    // The float NLMS in two blocks, the pending update handed over in the gain.
+    if constexpr (std::is_same_v<T, float>)
+        if (nlms)
+            e.split = [](A& a, int cut) {
+                const ZinStatus st = zinsNLMS_EC_32f(a.ref.at(a.taps), a.des, a.step, a.err, cut, a.coef, a.taps, a.gain);
+                return st ? st
+                          : zinsNLMS_EC_32f(a.ref.at(a.taps + cut), a.des.at(cut), a.step.at(cut), a.err.at(cut),
+                                            a.len - cut, a.coef, a.taps, a.gain);
+            };
+    zt::check(e, zt::quadratic_sweep());
 }
 
-TEST(EchoAdaptive, NLMS16s) {
-    zt::check(zt::Export<Full16s>{
-                  "zinsNLMS_EC_16s",
-                  [](Gen& g) {
-                      const int t = taps_for(g);
-                      // Large steps keep g far outside 16 bits between samples.
-                      const int64_t hi = by_off(g, {64, 1 << 20, INT32_MAX, 2048});
-                      return Full16s{g.in16(g.len + t), g.in16(g.len), g.in32(g.len, -hi, hi), g.out<int16_t>(g.len),
-                                     g.in16(t), g.in16(1), g.len, t};
-                  },
-                  [](Full16s& a) {
-                      return zinsNLMS_EC_16s(a.ref.at(a.taps), a.des, a.step, a.err, a.len, a.coef, a.taps, a.gain);
-                  },
-                  [](Full16s& a) {
-                      const int16_t* r = a.ref.at(a.taps);
-                      int32_t g = a.gain[0];
-                      for (int n = 0; n < a.len; ++n) {
-                          int32_t y = 0;
-                          for (int j = 0; j < a.taps; ++j) {
-                              const int32_t u = zt::wrap32(int64_t{r[n - j - 1]} * g + 4096) >> 13;
-                              a.coef[j] = zt::sat16(int64_t{a.coef[j]} + u);
-                              y = zt::sat32(int64_t{y} + ((a.coef[j] * r[n - j] + 16384) >> 15));
-                          }
-                          a.err[n] = zt::sat16(int64_t{a.des[n]} - y);
-                          g = zt::wrap32(int64_t{a.err[n]} * a.step[n] + 1024) >> 11;
-                      }
-                      a.gain[0] = zt::sat16(g);
-                      return zinStsNoErr;
-                  },
-                  {zt::null(&Full16s::ref), zt::null(&Full16s::des), zt::null(&Full16s::step),
-                   zt::null(&Full16s::err), zt::null(&Full16s::coef), zt::null(&Full16s::gain),
-                   zt::set(zinStsBadArgErr, &Full16s::len, 0), zt::set(zinStsBadArgErr, &Full16s::taps, 0)}},
-              kFull);
+TEST(EchoAdaptive, FullBand) {
+    check_full<float, float>("zinsFIR_EC_32f", false, [](Gen& g, int t) {
+        return Full32f{g.in32f(g.len + t - 1, -32768.f, 32767.f), g.in32f(g.len, -32768.f, 32767.f), {},
+                       g.out<float>(g.len), g.in32f(t, -1.f, 1.f), {}, g.len, t, false};
+    });
+    check_full<int16_t, int32_t>("zinsFIR_EC_16s", false, [](Gen& g, int t) {
+        return Full16s{g.in16(g.len + t - 1), g.in16(g.len), {}, g.out<int16_t>(g.len), g.in16(t), {}, g.len, t, false};
+    });
+    check_full<float, float>("zinsNLMS_EC_32f", true, [](Gen& g, int t) {
+        Buf<float> gain = g.in32f(1, -0.001f, 0.001f);
+        return Full32f{g.in32f(g.len + t, -32768.f, 32767.f), g.in32f(g.len, -32768.f, 32767.f),
+                       g.in32f(g.len, 0.f, 1e-9f), g.out<float>(g.len), g.in32f(t, -0.5f, 0.5f), gain, g.len, t, true};
+    });
+    // Large steps keep the 16-bit gain far outside 16 bits between samples.
+    check_full<int16_t, int32_t>("zinsNLMS_EC_16s", true, [](Gen& g, int t) {
+        const int64_t hi = by_off(g, {64, 1 << 20, INT32_MAX, 2048});
+        return Full16s{g.in16(g.len + t), g.in16(g.len), g.in32(g.len, -hi, hi), g.out<int16_t>(g.len), g.in16(t),
+                       g.in16(1), g.len, t, true};
+    });
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Sub-band controllers: sizes, check orders, the one-pole factors at the two
-// operating points, Reset, the reciprocal division, and a run of blocks of
+// Sub-band controllers: sizes, check orders, Reset, the reciprocal division, and a run of blocks of
 // Update and Controller against a plain model of both (powers, steps, saves,
 // restores, the confidence state and the gain).
 #include <gtest/gtest.h>
@@ -49,8 +48,7 @@ void check_size(bool fixed) {
               s);
 }
 
-TEST(EchoController, GetSize32f) { check_size(false); }
-TEST(EchoController, GetSize16s) { check_size(true); }
+TEST(EchoController, GetSize) { check_size(false), check_size(true); }
 
 template <class S>
 S* align16(void* p) {
@@ -77,51 +75,6 @@ TEST(EchoController, InitChecksValuesBeforeTheState) {
     for (uint8_t b : block) ASSERT_EQ(b, 0xA5);
     EXPECT_EQ(zinsSubbandControllerReset_EC_32f(nullptr), zinStsNullPtrErr);
     EXPECT_EQ(zinsSubbandControllerReset_EC_16s(nullptr), zinStsNullPtrErr);
-}
-
-// The factors at the two operating points, as listed for the kit.
-TEST(EchoController, OnePoleFactors) {
-    std::vector<uint8_t> b32(16 * 33 + 112), b16(5 * 144 + 128);
-    auto* f = aligned<ZinSubbandControllerState_EC_32f>(b32, 5);
-    auto* q = aligned<ZinSubbandControllerState_EC_16s>(b16, 9);
-    ASSERT_EQ(zinsSubbandControllerInit_EC_32f(reinterpret_cast<ZinSubbandControllerState_EC_32f*>(b32.data() + 5), 17,
-                                               24, 8, 8000),
-              zinStsNoErr);
-    EXPECT_NEAR(f->alphaErr, 0.82, 1e-6);
-    EXPECT_NEAR(f->alphaCoef, 0.722222, 1e-6);
-    EXPECT_NEAR(f->alphaState, 0.86125, 1e-6);
-    EXPECT_NEAR(f->alphaGain, 0.745, 1e-6);
-    EXPECT_EQ(f->powerThreshold, 17 * 100000.f * 8);
-    EXPECT_EQ(f->minStep, static_cast<float>(0.05 / (17 * 100000.0 * 8)));
-    EXPECT_EQ(f->gain, 1.f);
-    EXPECT_EQ(f->filterState, 1.f);
-    ASSERT_EQ(zinsSubbandControllerInit_EC_32f(reinterpret_cast<ZinSubbandControllerState_EC_32f*>(b32.data() + 5), 33,
-                                               44, 8, 16000),
-              zinStsNoErr);
-    EXPECT_NEAR(f->alphaErr, 0.833472, 1e-6);
-    EXPECT_NEAR(f->alphaCoef, 0.741127, 1e-6);
-    EXPECT_NEAR(f->alphaState, 0.871953, 1e-6);
-    EXPECT_NEAR(f->alphaGain, 0.762813, 1e-6);
-
-    ASSERT_EQ(zinsSubbandControllerInit_EC_16s(reinterpret_cast<ZinSubbandControllerState_EC_16s*>(b16.data() + 9), 17,
-                                               24, 8, 8000),
-              zinStsNoErr);
-    EXPECT_EQ(q->alphaErr, 13091);
-    EXPECT_EQ(q->alphaCoef, 10929);
-    EXPECT_EQ(q->alphaState, 13927);
-    EXPECT_EQ(q->alphaGain, 11469);
-    EXPECT_EQ(q->powerThreshold, 17 * 100000 * 8 / 1024);
-    EXPECT_EQ(q->minStepMantissa, 1073741824 / (17 * 100000 * 8 / 1024));
-    EXPECT_EQ(q->minStepExponent, -31);
-    EXPECT_EQ(q->gain, 32767);
-    EXPECT_EQ(q->filterState, 16384);
-    ASSERT_EQ(zinsSubbandControllerInit_EC_16s(reinterpret_cast<ZinSubbandControllerState_EC_16s*>(b16.data() + 9), 33,
-                                               44, 8, 16000),
-              zinStsNoErr);
-    EXPECT_EQ(q->alphaErr, 13366);
-    EXPECT_EQ(q->alphaCoef, 11383);
-    EXPECT_EQ(q->alphaState, 14132);
-    EXPECT_EQ(q->alphaGain, 11879);
 }
 
 // A threshold product that wraps to a quotient of zero stays defined.
@@ -234,91 +187,62 @@ std::vector<C*> coefs(const Buf<T>& c, int bands, int segs) {
     return v;
 }
 
-void snapshot_32f(RunF& r, const ZinSubbandControllerState_EC_32f* s) {
+template <class T, class S>
+void snapshot(Run<T>& r, const S* s) {
     const int n = r.bands;
     for (int k = 0; k < n; ++k) {
-        r.snapshot[k] = s->adaptiveErrPower[k];
-        r.snapshot[n + k] = s->fixedErrPower[k];
-        r.snapshot[2 * n + k] = s->historyPower[k];
-        r.snapshot[3 * n + k] = s->coefPower[k];
-        r.snapshot[4 * n + k] = 0;
-    }
-    const double v[] = {s->sinPower, s->gain, s->filterState, static_cast<double>(s->sinPowerValid)};
-    for (int i = 0; i < 4; ++i) r.snapshot[5 * n + i] = v[i];
-    for (int i = 4; i < 12; ++i) r.snapshot[5 * n + i] = 0;
-}
-
-ZinStatus call_run_f(RunF& r) {
-    auto* st = reinterpret_cast<ZinSubbandControllerState_EC_32f*>(&r.state[0]);
-    EXPECT_EQ(zinsSubbandControllerInit_EC_32f(st, r.bands, r.frame, r.segs, r.fs), zinStsNoErr);
-    auto* s = r.state.p() ? st : nullptr;
-    auto ca = coefs<float, Zin32fc>(r.coefA, r.bands, r.segs), cf = coefs<float, Zin32fc>(r.coefF, r.bands, r.segs);
-    for (int b = 0; b < kBlocks; ++b) {
-        auto h = history<float, Zin32fc>(r, b);
-        const Zin32fc* sin = with_sin(b) ? r.sin.as<Zin32fc>() + b * r.bands : nullptr;
-        auto update = [&] {
-            Zin64f* step = r.steps.p() ? r.steps.at(b * r.bands) : nullptr;
-            const Zin32fc* const* ph = r.hist.p() ? h.data() : nullptr;
-            return r.mode == 1 ? zinsSubbandAPControllerUpdate_EC_32f(ph, sin, step, r.mu, s)
-                               : zinsSubbandControllerUpdate_EC_32f(r.rin, r.sinTime, ph, sin, step, s);
-        };
-        auto control = [&] {
-            return zinsSubbandController_EC_32f(r.ae.p() ? r.ae.as<Zin32fc>() + b * r.bands : nullptr,
-                                                r.fe.p() ? r.fe.as<Zin32fc>() + b * r.bands : nullptr,
-                                                r.coefA.p() ? ca.data() : nullptr, r.coefF.p() ? cf.data() : nullptr,
-                                                r.gains.at(b), s);
-        };
-        ZinStatus a = r.mode == 2 ? control() : update();
-        if (a) return a;
-        a = r.mode == 2 ? update() : control();
-        if (a) return a;
-    }
-    snapshot_32f(r, align16<ZinSubbandControllerState_EC_32f>(st));
-    return zinStsNoErr;
-}
-
-void snapshot_16s(RunS& r, const ZinSubbandControllerState_EC_16s* s) {
-    const int n = r.bands;
-    for (int k = 0; k < n; ++k) {
-        r.snapshot[k] = s->adaptiveErrPower[k];
-        r.snapshot[n + k] = s->fixedErrPower[k];
-        r.snapshot[2 * n + k] = s->historyPower[k];
-        r.snapshot[3 * n + k] = s->coefPower[k];
-        r.snapshot[4 * n + k] = s->scratchPower[k];
+        r.snapshot[k] = s->adaptiveErrPower[k], r.snapshot[n + k] = s->fixedErrPower[k];
+        r.snapshot[2 * n + k] = s->historyPower[k], r.snapshot[3 * n + k] = s->coefPower[k];
+        if constexpr (std::is_same_v<T, int32_t>) r.snapshot[4 * n + k] = s->scratchPower[k];
+        else r.snapshot[4 * n + k] = 0;
     }
     const double v[] = {double(s->sinPower), double(s->gain), double(s->filterState), double(s->sinPowerValid)};
-    for (int i = 0; i < 4; ++i) r.snapshot[5 * n + i] = v[i];
-    for (int i = 4; i < 12; ++i) r.snapshot[5 * n + i] = 0;
+    for (int i = 0; i < 12; ++i) r.snapshot[5 * n + i] = i < 4 ? v[i] : 0;
 }
 
-ZinStatus call_run_s(RunS& r) {
-    auto* st = reinterpret_cast<ZinSubbandControllerState_EC_16s*>(&r.state[0]);
-    EXPECT_EQ(zinsSubbandControllerInit_EC_16s(st, r.bands, r.frame, r.segs, r.fs), zinStsNoErr);
+// The run through either form, with the arguments a check nulls passed as null.
+template <class T>
+ZinStatus call_run(Run<T>& r) {
+    constexpr bool fixed = std::is_same_v<T, int32_t>;
+    using C = std::conditional_t<fixed, Zin32sc, Zin32fc>;
+    using S = std::conditional_t<fixed, ZinSubbandControllerState_EC_16s, ZinSubbandControllerState_EC_32f>;
+    auto* st = reinterpret_cast<S*>(&r.state[0]);
+    if constexpr (fixed)
+        EXPECT_EQ(zinsSubbandControllerInit_EC_16s(st, r.bands, r.frame, r.segs, r.fs), zinStsNoErr);
+    else
+        EXPECT_EQ(zinsSubbandControllerInit_EC_32f(st, r.bands, r.frame, r.segs, r.fs), zinStsNoErr);
     auto* s = r.state.p() ? st : nullptr;
-    auto ca = coefs<int32_t, Zin32sc>(r.coefA, r.bands, r.segs), cf = coefs<int32_t, Zin32sc>(r.coefF, r.bands, r.segs);
+    auto ca = coefs<T, C>(r.coefA, r.bands, r.segs), cf = coefs<T, C>(r.coefF, r.bands, r.segs);
+    C* const* pa = r.coefA.p() ? ca.data() : nullptr;
+    C* const* pf = r.coefF.p() ? cf.data() : nullptr;
     for (int b = 0; b < kBlocks; ++b) {
-        auto h = history<int32_t, Zin32sc>(r, b);
-        const Zin32sc* sin = with_sin(b) ? r.sin.as<Zin32sc>() + b * r.bands : nullptr;
-        auto update = [&] {
-            Zin32sc* step = r.stepsQ.p() ? reinterpret_cast<Zin32sc*>(r.stepsQ.at(2 * b * r.bands)) : nullptr;
-            return zinsSubbandControllerUpdate_EC_16s(reinterpret_cast<const Zin16s*>(r.rin.p()),
-                                                      reinterpret_cast<const Zin16s*>(r.sinTime.p()),
-                                                      r.hist.p() ? h.data() : nullptr, sin, step, s);
-        };
+        auto h = history<T, C>(r, b);
+        const C* const* ph = r.hist.p() ? h.data() : nullptr;
+        const C* sin = with_sin(b) ? r.sin.template as<C>() + b * r.bands : nullptr;
+        const C* ae = r.ae.p() ? r.ae.template as<C>() + b * r.bands : nullptr;
+        const C* fe = r.fe.p() ? r.fe.template as<C>() + b * r.bands : nullptr;
         Zin16s gain = 0;
+        auto update = [&] {
+            if constexpr (fixed)
+                return zinsSubbandControllerUpdate_EC_16s(
+                    reinterpret_cast<const Zin16s*>(r.rin.p()), reinterpret_cast<const Zin16s*>(r.sinTime.p()), ph, sin,
+                    r.stepsQ.p() ? reinterpret_cast<Zin32sc*>(r.stepsQ.at(2 * b * r.bands)) : nullptr, s);
+            else
+                return r.mode == 1 ? zinsSubbandAPControllerUpdate_EC_32f(ph, sin, r.steps.at(b * r.bands), r.mu, s)
+                                   : zinsSubbandControllerUpdate_EC_32f(r.rin, r.sinTime, ph, sin,
+                                                                        r.steps.at(b * r.bands), s);
+        };
         auto control = [&] {
-            return zinsSubbandController_EC_16s(r.ae.p() ? r.ae.as<Zin32sc>() + b * r.bands : nullptr,
-                                                r.fe.p() ? r.fe.as<Zin32sc>() + b * r.bands : nullptr,
-                                                r.coefA.p() ? ca.data() : nullptr, r.coefF.p() ? cf.data() : nullptr,
-                                                r.gains.p() ? &gain : nullptr, s);
+            if constexpr (fixed) return zinsSubbandController_EC_16s(ae, fe, pa, pf, r.gains.p() ? &gain : nullptr, s);
+            else return zinsSubbandController_EC_32f(ae, fe, pa, pf, r.gains.at(b), s);
         };
         ZinStatus a = r.mode == 2 ? control() : update();
         if (a) return a;
         a = r.mode == 2 ? update() : control();
         if (a) return a;
-        r.gains[b] = gain;
+        if constexpr (fixed) r.gains[b] = gain;
     }
-    snapshot_16s(r, align16<ZinSubbandControllerState_EC_16s>(st));
+    snapshot(r, align16<S>(st));
     return zinStsNoErr;
 }
 
@@ -510,101 +434,52 @@ zt::Sweep run_sweep() {
     return s;
 }
 
-TEST(EchoController, Update32f) {
-    zt::check(zt::Export<RunF>{"zinsSubbandControllerUpdate_EC_32f", [](Gen& g) { return make_run<float>(g, 0); },
-                               call_run_f, plain_run_f,
-                               {zt::null(&RunF::rin), zt::null(&RunF::sinTime), zt::null(&RunF::hist),
-                                zt::null(&RunF::steps), zt::null(&RunF::state)}},
+template <class T>
+void check_run(const char* name, int mode, ZinStatus (*plain)(Run<T>&), std::vector<zt::Check<Run<T>>> checks) {
+    zt::check(zt::Export<Run<T>>{name, [mode](Gen& g) { return make_run<T>(g, mode); }, call_run<T>, plain, checks},
               run_sweep());
 }
 
-TEST(EchoController, APUpdate32f) {
-    zt::check(zt::Export<RunF>{"zinsSubbandAPControllerUpdate_EC_32f", [](Gen& g) { return make_run<float>(g, 1); },
-                               call_run_f, plain_run_f,
-                               {zt::null(&RunF::hist), zt::null(&RunF::steps), zt::null(&RunF::state),
-                                zt::set(zinStsRangeErr, &RunF::mu, -0.001f), zt::set(zinStsRangeErr, &RunF::mu, 1.001f)}},
-              run_sweep());
-}
-
-TEST(EchoController, Controller32f) {
-    zt::check(zt::Export<RunF>{"zinsSubbandController_EC_32f", [](Gen& g) { return make_run<float>(g, 2); },
-                               call_run_f, plain_run_f,
-                               {zt::null(&RunF::ae), zt::null(&RunF::fe), zt::null(&RunF::coefA),
-                                zt::null(&RunF::coefF), zt::null(&RunF::gains), zt::null(&RunF::state)}},
-              run_sweep());
-}
-
-TEST(EchoController, Update16s) {
-    zt::check(zt::Export<RunS>{"zinsSubbandControllerUpdate_EC_16s", [](Gen& g) { return make_run<int32_t>(g, 0); },
-                               call_run_s, plain_run_s,
-                               {zt::null(&RunS::rin), zt::null(&RunS::sinTime), zt::null(&RunS::hist),
-                                zt::null(&RunS::stepsQ), zt::null(&RunS::state)}},
-              run_sweep());
-}
-
-TEST(EchoController, Controller16s) {
-    zt::check(zt::Export<RunS>{"zinsSubbandController_EC_16s", [](Gen& g) { return make_run<int32_t>(g, 2); },
-                               call_run_s, plain_run_s,
-                               {zt::null(&RunS::ae), zt::null(&RunS::fe), zt::null(&RunS::coefA),
-                                zt::null(&RunS::coefF), zt::null(&RunS::gains), zt::null(&RunS::state)}},
-              run_sweep());
+TEST(EchoController, UpdateAndController) {
+    using F = RunF;
+    using S = RunS;
+    check_run<float>("zinsSubbandControllerUpdate_EC_32f", 0, plain_run_f,
+                     {zt::null(&F::rin), zt::null(&F::sinTime), zt::null(&F::hist), zt::null(&F::steps),
+                      zt::null(&F::state)});
+    check_run<float>("zinsSubbandAPControllerUpdate_EC_32f", 1, plain_run_f,
+                     {zt::null(&F::hist), zt::null(&F::steps), zt::null(&F::state),
+                      zt::set(zinStsRangeErr, &F::mu, -0.001f), zt::set(zinStsRangeErr, &F::mu, 1.001f)});
+    check_run<float>("zinsSubbandController_EC_32f", 2, plain_run_f,
+                     {zt::null(&F::ae), zt::null(&F::fe), zt::null(&F::coefA), zt::null(&F::coefF),
+                      zt::null(&F::gains), zt::null(&F::state)});
+    check_run<int32_t>("zinsSubbandControllerUpdate_EC_16s", 0, plain_run_s,
+                       {zt::null(&S::rin), zt::null(&S::sinTime), zt::null(&S::hist), zt::null(&S::stepsQ),
+                        zt::null(&S::state)});
+    check_run<int32_t>("zinsSubbandController_EC_16s", 2, plain_run_s,
+                       {zt::null(&S::ae), zt::null(&S::fe), zt::null(&S::coefA), zt::null(&S::coefF),
+                        zt::null(&S::gains), zt::null(&S::state)});
 }
 
 // Reset clears the two error powers and the coefficient power only.
-TEST(EchoController, ResetKeepsTheHistoryWindow) {
+template <class T, class S>
+void check_reset(ZinStatus (*reset)(S*)) {
     Gen g;
     g.len = 17;
-    RunF r = make_run<float>(g, 0);
-    ASSERT_EQ(call_run_f(r), zinStsNoErr);
-    auto* s = align16<ZinSubbandControllerState_EC_32f>(&r.state[0]);
-    const ZinSubbandControllerState_EC_32f before = *s;
-    const std::vector<float> hp(s->historyPower, s->historyPower + 17);
-    ASSERT_EQ(zinsSubbandControllerReset_EC_32f(reinterpret_cast<ZinSubbandControllerState_EC_32f*>(&r.state[0])),
-              zinStsNoErr);
-    for (int k = 0; k < 17; ++k) {
-        EXPECT_EQ(s->adaptiveErrPower[k], 0.f);
-        EXPECT_EQ(s->fixedErrPower[k], 0.f);
-        EXPECT_EQ(s->coefPower[k], 0.f);
-        EXPECT_EQ(s->historyPower[k], hp[k]);
-    }
-    EXPECT_EQ(std::memcmp(&before, s, sizeof before), 0);  // scalars, the flag and the pointers stay
-
-    RunS q = make_run<int32_t>(g, 0);
-    ASSERT_EQ(call_run_s(q), zinStsNoErr);
-    auto* t = align16<ZinSubbandControllerState_EC_16s>(&q.state[0]);
-    const std::vector<int32_t> hq(t->historyPower, t->historyPower + 17), sq(t->scratchPower, t->scratchPower + 17);
-    ASSERT_EQ(zinsSubbandControllerReset_EC_16s(reinterpret_cast<ZinSubbandControllerState_EC_16s*>(&q.state[0])),
-              zinStsNoErr);
-    for (int k = 0; k < 17; ++k) {
-        EXPECT_EQ(t->adaptiveErrPower[k] | t->fixedErrPower[k] | t->coefPower[k], 0);
-        EXPECT_EQ(t->historyPower[k], hq[k]);
-        EXPECT_EQ(t->scratchPower[k], sq[k]);
-    }
-    EXPECT_EQ(t->sinPowerValid, 1);
+    Run<T> r = make_run<T>(g, 0);
+    ASSERT_EQ(call_run<T>(r), zinStsNoErr);
+    const Buf<double> before = r.snapshot;
+    auto* s = align16<S>(&r.state[0]);
+    const S header = *s;
+    ASSERT_EQ(reset(reinterpret_cast<S*>(&r.state[0])), zinStsNoErr);
+    snapshot(r, s);
+    for (int i = 0; i < 5 * 17 + 12; ++i)
+        EXPECT_EQ(r.snapshot[i], i < 2 * 17 || (i >= 3 * 17 && i < 4 * 17) ? 0.0 : before[i]) << i;
+    EXPECT_EQ(std::memcmp(&header, s, sizeof header), 0);  // scalars, the flag and the pointers stay
 }
 
-// A silent far end: every step is the smallest one.
-TEST(EchoController, SilentFarEndGivesTheSmallestStep) {
-    std::vector<uint8_t> b32(16 * 17 + 112), b16(5 * 80 + 128);
-    auto* f = reinterpret_cast<ZinSubbandControllerState_EC_32f*>(b32.data() + 1);
-    auto* q = reinterpret_cast<ZinSubbandControllerState_EC_16s*>(b16.data() + 2);
-    ASSERT_EQ(zinsSubbandControllerInit_EC_32f(f, 17, 24, 4, 8000), zinStsNoErr);
-    ASSERT_EQ(zinsSubbandControllerInit_EC_16s(q, 17, 24, 4, 8000), zinStsNoErr);
-    std::vector<Zin32fc> zf(17, Zin32fc{0, 0});
-    std::vector<Zin32sc> zs(17, Zin32sc{0, 0});
-    const Zin32fc* hf[4] = {zf.data(), zf.data(), zf.data(), zf.data()};
-    const Zin32sc* hs[4] = {zs.data(), zs.data(), zs.data(), zs.data()};
-    std::vector<double> step(17);
-    std::vector<Zin32sc> stepQ(17);
-    const float x = 0;
-    const Zin16s y = 0;
-    ASSERT_EQ(zinsSubbandControllerUpdate_EC_32f(&x, &x, hf, nullptr, step.data(), f), zinStsNoErr);
-    ASSERT_EQ(zinsSubbandControllerUpdate_EC_16s(&y, &y, hs, nullptr, stepQ.data(), q), zinStsNoErr);
-    for (int k = 0; k < 17; ++k) {
-        EXPECT_EQ(step[k], double(float(0.05 / (17 * 100000.0 * 4))));
-        EXPECT_EQ(stepQ[k].re, 1073741824 / (17 * 100000 * 4 / 1024));
-        EXPECT_EQ(stepQ[k].im, 102);
-    }
+TEST(EchoController, Reset) {
+    check_reset<float>(zinsSubbandControllerReset_EC_32f);
+    check_reset<int32_t>(zinsSubbandControllerReset_EC_16s);
 }
 
 }  // namespace
