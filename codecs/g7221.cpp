@@ -300,7 +300,10 @@ private:
 struct BitReader {
     const uint16_t* words;
     int pos = 0, left;
-    int bit() { return (words[pos >> 4] >> (15 - (pos++ & 15))) & 1; }
+    int bit() {
+        const int at = pos++;
+        return (words[at >> 4] >> (15 - (at & 15))) & 1;
+    }
 };
 
 class Decoder final : public zc::Decoder {
